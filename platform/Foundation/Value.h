@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/Foundation/Export.h"
+
+#include <any>
+#include <concepts>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <variant>
+
+namespace velmora {
+
+class NSObject;
+
+/// A boxed argument or result: numbers and enumerations as bool, int64 or double; text as std::string; objects as
+/// std::shared_ptr<NSObject>; nil (nullptr, nullopt, an empty pointer or function) as std::monostate; a callback as
+/// exactly the std::function alias that the class publishes; everything else as it is.
+using Value = std::any;
+
+/// True for nil: a box of std::monostate, and an empty box.
+VELMORA_EXPORT bool isNil(const Value& value);
+
+/// Thrown inside by `unbox` and turned into an NSException that names class, selector and argument.
+struct WrongBox {
+    std::string wanted;
+};
+
+namespace detail {
+template <class T> inline constexpr bool isOptional = false;
+template <class T> inline constexpr bool isOptional<std::optional<T>> = true;
+template <class T> inline constexpr bool isShared = false;
+template <class T> inline constexpr bool isShared<std::shared_ptr<T>> = true;
+template <class T> inline constexpr bool isWeak = false;
+template <class T> inline constexpr bool isWeak<std::weak_ptr<T>> = true;
+template <class T> inline constexpr bool isFunction = false;
+template <class R, class... A> inline constexpr bool isFunction<std::function<R(A...)>> = true;
+
+VELMORA_EXPORT bool boolean(const Value& value);
+VELMORA_EXPORT std::int64_t integer(const Value& value);
+VELMORA_EXPORT double real(const Value& value);
+VELMORA_EXPORT std::shared_ptr<NSObject> object(const Value& value); ///< Empty for nil.
+}
+
+template <class T> Value box(T&& given)
+{
+    using U = std::remove_cvref_t<T>;
+    if constexpr (std::same_as<U, Value>)
+        return std::forward<T>(given);
+    else if constexpr (std::same_as<U, std::nullptr_t> || std::same_as<U, std::nullopt_t>)
+        return std::monostate {};
+    else if constexpr (std::same_as<U, bool>)
+        return given;
+    else if constexpr (std::is_enum_v<U> || std::integral<U>)
+        return static_cast<std::int64_t>(given);
+    else if constexpr (std::floating_point<U>)
+        return static_cast<double>(given);
+    else if constexpr (std::convertible_to<T, std::string_view>)
+        return std::string(std::string_view(given));
+    else if constexpr (detail::isOptional<U>)
+        return given ? box(*std::forward<T>(given)) : Value(std::monostate {});
+    else if constexpr (detail::isWeak<U>)
+        return box(given.lock());
+    else if constexpr (detail::isShared<U>) {
+        using Element = typename U::element_type;
+        if (!given)
+            return std::monostate {};
+        if constexpr (std::convertible_to<std::remove_const_t<Element>*, NSObject*>)
+            return std::shared_ptr<NSObject>(std::const_pointer_cast<std::remove_const_t<Element>>(given));
+        else if constexpr (std::is_polymorphic_v<Element>) {
+            // An interface: most of those who implement one are objects too, and travel as such.
+            if (auto object
+                = std::dynamic_pointer_cast<NSObject>(std::const_pointer_cast<std::remove_const_t<Element>>(given)))
+                return object;
+            return Value(std::forward<T>(given));
+        } else
+            return Value(std::forward<T>(given));
+    } else if constexpr (detail::isFunction<U>)
+        return given ? Value(std::forward<T>(given)) : Value(std::monostate {});
+    else
+        return Value(std::forward<T>(given));
+}
+
+/// The value as a T; throws WrongBox when it holds something that is none.
+template <class T> T unbox(const Value& value)
+{
+    if constexpr (std::same_as<T, Value>)
+        return value;
+    else if constexpr (std::same_as<T, bool>)
+        return detail::boolean(value);
+    else if constexpr (std::is_enum_v<T> || std::integral<T>)
+        return static_cast<T>(detail::integer(value)); // a raw number outside an enumeration passes unchanged
+    else if constexpr (std::floating_point<T>)
+        return static_cast<T>(detail::real(value));
+    else if constexpr (detail::isOptional<T>)
+        return isNil(value) ? T() : T(unbox<typename T::value_type>(value));
+    else if constexpr (detail::isWeak<T>)
+        return unbox<std::shared_ptr<typename T::element_type>>(value);
+    else if constexpr (detail::isShared<T>) {
+        if (isNil(value))
+            return nullptr;
+        if (const auto* exact = std::any_cast<T>(&value))
+            return *exact;
+        if constexpr (std::is_polymorphic_v<typename T::element_type>)
+            if (auto found = std::dynamic_pointer_cast<typename T::element_type>(detail::object(value)))
+                return found;
+        throw WrongBox { "another kind of object" };
+    } else {
+        if constexpr (detail::isFunction<T>)
+            if (isNil(value))
+                return nullptr;
+        if (const auto* exact = std::any_cast<T>(&value))
+            return *exact;
+        throw WrongBox { "another type" };
+    }
+}
+
+}
