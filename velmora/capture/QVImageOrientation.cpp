@@ -20,8 +20,8 @@ std::int32_t QVGetEXIFOrientationForUIImageOrientation(UIImageOrientation orient
 UIImageOrientation QVGetImageOrientationForEXIFOrientation(std::int32_t orientation)
 {
     static constexpr std::array image { UIImageOrientationUp, UIImageOrientationUpMirrored, UIImageOrientationDown,
-        UIImageOrientationDownMirrored, UIImageOrientationLeftMirrored, UIImageOrientationRight,
-        UIImageOrientationRightMirrored, UIImageOrientationLeft };
+        UIImageOrientationDownMirrored, UIImageOrientationRightMirrored, UIImageOrientationRight,
+        UIImageOrientationLeftMirrored, UIImageOrientationLeft };
     if (orientation < 1 || orientation > 8) {
         NSLog("[QVCameraController] Unknown image orientation for EXIF: %i", orientation);
         return UIImageOrientationUp;
