@@ -7,13 +7,15 @@ function(velmora_library name folder)
     list(FILTER sources EXCLUDE REGEX "${pattern}")
   endforeach()
   add_library(${name} SHARED ${sources})
-  add_library(Velmora::${name} ALIAS ${name})
+  string(REPLACE velmora- "" export_name ${name})
+  add_library(Velmora::${export_name} ALIAS ${name})
   velmora_warnings(${name})
   target_include_directories(${name} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/velmora-0>)
   target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
   target_compile_features(${name} PUBLIC cxx_std_20)
-  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    EXPORT_NAME ${export_name} INSTALL_RPATH $ORIGIN)
 endfunction()
 
 # Warnings are errors everywhere. g++ 12 warns falsely of variants that hold vectors when it optimises.

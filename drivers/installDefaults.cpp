@@ -3,8 +3,6 @@
 
 namespace velmora::drivers {
 
-void installDefaults()
-{
-}
+void installDefaults() { }
 
 }

@@ -25,7 +25,8 @@ TEST(ImageOrientation, AnUnknownOrientationLogsWithTheStrayIn)
 {
     const CapturedLog log;
     EXPECT_EQ(QVGetEXIFOrientationForUIImageOrientation(static_cast<UIImageOrientation>(8)), 0);
-    EXPECT_EQ(log.lines(), std::vector<std::string> { "[QVCameraController] Unknown EXIF in for image orientation: 8" });
+    EXPECT_EQ(
+        log.lines(), std::vector<std::string> { "[QVCameraController] Unknown EXIF in for image orientation: 8" });
 }
 
 TEST(ImageOrientation, AnUnknownEXIFValueIsUp)
