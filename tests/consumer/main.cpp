@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <velmora/capture/QVImageOrientation.h>
-
 #include <drivers/installDefaults.h>
 #include <platform/Foundation/NSDate.h>
+#include <velmora/capture/QVImageOrientation.h>
 
 int main()
 {
