@@ -4,7 +4,9 @@
 #include "platform/CoreLocation/LocationDriver.h"
 #include "platform/Foundation/NSObject.h"
 
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 namespace velmora {
@@ -20,7 +22,9 @@ enum CLAuthorizationStatus : std::int32_t {
 };
 
 inline constexpr const char* kCLErrorDomain = "kCLErrorDomain";
+inline constexpr std::int64_t kCLErrorLocationUnknown = 0;
 inline constexpr std::int64_t kCLErrorDenied = 1;
+inline constexpr std::int64_t kCLErrorGeocodeFoundNoResult = 8;
 
 /// Hears of positions. Called on the main queue.
 class VELMORA_EXPORT CLLocationManagerDelegate {
@@ -44,11 +48,13 @@ public:
     /// Not determined without a driver.
     static CLAuthorizationStatus authorizationStatus();
 
-    std::shared_ptr<CLLocationManagerDelegate> delegate() const { return delegate_.lock(); }
-    /// Held weakly. The manager announces its authorisation once after its creation, on the main queue.
-    void setDelegate(const std::weak_ptr<CLLocationManagerDelegate>& delegate) { delegate_ = delegate; }
+    std::shared_ptr<CLLocationManagerDelegate> delegate() const;
+    /// Held weakly. The manager announces its authorisation once after its creation, on the main queue. From any
+    /// thread, for a delegate may go on any.
+    void setDelegate(const std::weak_ptr<CLLocationManagerDelegate>& delegate);
 
-    /// Harmless when it is updating. While access is denied the delegate hears a failure with code 1.
+    /// Harmless when it is updating. While access is denied or restricted the delegate hears a failure with code 1, and
+    /// without a driver one with code 0; nothing is updated then.
     void startUpdatingLocation();
     void stopUpdatingLocation();
     void requestWhenInUseAuthorization();
@@ -57,7 +63,10 @@ protected:
     void didConstruct() override;
 
 private:
+    void tellDelegate(std::function<void(CLLocationManager&, CLLocationManagerDelegate&)> tell);
+
     std::shared_ptr<LocationDriver> driver_;
+    mutable std::mutex delegateMutex_;
     std::weak_ptr<CLLocationManagerDelegate> delegate_;
     bool updating_ = false;
     Cancellable events_;

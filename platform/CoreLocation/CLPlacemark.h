@@ -32,6 +32,7 @@ public:
     std::optional<std::string> name() const { return names_.name; }
     std::optional<std::string> subLocality() const { return names_.subLocality; } ///< part of a town
     std::optional<std::string> locality() const { return names_.locality; } ///< town
+    std::optional<std::string> subAdministrativeArea() const { return names_.subAdministrativeArea; } ///< county
     std::optional<std::string> administrativeArea() const { return names_.administrativeArea; } ///< state, region
     std::optional<std::string> country() const { return names_.country; }
     std::optional<std::string> isoCountryCode() const { return names_.isoCountryCode; }

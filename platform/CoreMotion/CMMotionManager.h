@@ -23,7 +23,7 @@ public:
     static const ClassInfo& staticClass();
     const ClassInfo& classInfo() const override { return staticClass(); }
 
-    /// Seconds between two readings; a change counts from the next start.
+    /// Seconds between two readings; a change counts from the next start. Readings come every 0.01 s at most.
     double accelerometerUpdateInterval() const { return interval_; }
     void setAccelerometerUpdateInterval(double seconds) { interval_ = seconds; }
 

@@ -60,7 +60,7 @@ template <class T> std::optional<T> decoded(const NSCoder& coder, std::string_vi
 template <class T> std::shared_ptr<T> decodedObject(const NSCoder& coder, std::string_view key)
 {
     const ArchiveValue value = coder.decodeObjectForKey(key);
-    if constexpr (requires { std::get<std::shared_ptr<T>>(value); }) {
+    if constexpr (std::is_constructible_v<ArchiveValue, std::in_place_type_t<std::shared_ptr<T>>, std::shared_ptr<T>>) {
         if (const auto* exact = std::get_if<std::shared_ptr<T>>(&value))
             return *exact;
     }
