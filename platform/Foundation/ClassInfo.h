@@ -116,6 +116,18 @@ struct Unboxed<T> { // an object that is borrowed for the call
     static T pass(Stored& stored) { return *stored; }
 };
 
+/// What a typed call carries: a value, or the pointer to an object that is borrowed, which a copy would slice.
+template <class T> struct Carried {
+    using Type = std::remove_cvref_t<T>;
+    static T pass(Type& carried) { return static_cast<T>(carried); }
+};
+template <class T>
+requires std::is_lvalue_reference_v<T> && std::is_polymorphic_v<std::remove_cvref_t<T>>
+struct Carried<T> {
+    using Type = std::shared_ptr<std::remove_cvref_t<T>>;
+    static T pass(Type& carried) { return *carried; }
+};
+
 template <class T> typename Unboxed<T>::Stored argument(std::span<const Value> arguments, std::size_t index)
 {
     try {
@@ -157,11 +169,11 @@ template <auto Member, class T, class R, class... Args> struct MemberOf<Member, 
                 [&]() -> R { return (static_cast<T&>(receiver).*Member)(std::forward<Args>(values)...); });
         });
     }
-    static std::remove_cvref_t<R> call(NSObject& receiver, std::remove_cvref_t<Args>... values)
+    static std::remove_cvref_t<R> call(NSObject& receiver, typename Carried<Args>::Type... values)
     {
-        return (static_cast<T&>(receiver).*Member)(static_cast<Args>(values)...);
+        return (static_cast<T&>(receiver).*Member)(Carried<Args>::pass(values)...);
     }
-    using Signature = std::remove_cvref_t<R>(std::remove_cvref_t<Args>...);
+    using Signature = std::remove_cvref_t<R>(typename Carried<Args>::Type...);
     static inline constexpr TypedCall<Signature> typed { { &typeid(Signature) }, &call };
 };
 template <auto Member, class T, class R, class... Args>
