@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/AVFoundation/AVCaptureDevice.h"
+#include "platform/AVFoundation/AVCaptureDeviceInput.h"
+#include "platform/AVFoundation/AVCaptureOutput.h"
+#include "platform/Foundation/DispatchQueue.h"
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+class AVCaptureVideoPreviewLayer;
+
+/// Posted with the session as object, on a queue of the session's own; the error, when there is one, is in the user
+/// information.
+inline constexpr const char* AVCaptureSessionRuntimeErrorNotification = "AVCaptureSessionRuntimeErrorNotification";
+inline constexpr const char* AVCaptureSessionWasInterruptedNotification = "AVCaptureSessionWasInterruptedNotification";
+inline constexpr const char* AVCaptureSessionInterruptionEndedNotification
+    = "AVCaptureSessionInterruptionEndedNotification";
+inline constexpr const char* AVCaptureSessionErrorKey = "AVCaptureSessionErrorKey";
+
+/// Moves frames and sound from its inputs to its outputs. Made by make<AVCaptureSession>(), stopped and empty.
+///
+/// From any thread. `running` is observable, on the thread that starts or stops.
+class VELMORA_EXPORT AVCaptureSession : public NSObject, public AVCaptureDeviceListener {
+public:
+    AVCaptureSession();
+    ~AVCaptureSession() override;
+    static const ClassInfo& staticClass();
+    const ClassInfo& classInfo() const override { return staticClass(); }
+
+    /// Pairs nest; devices are stopped and started by the outer commit. Without a pair every change is its own.
+    void beginConfiguration();
+    void commitConfiguration();
+
+    /// False for an input that is there, a second camera, a camera that cannot do the preset, and by the driver.
+    bool canAddInput(const std::shared_ptr<AVCaptureInput>& input) const;
+    /// Connects it to every output and preview layer at once; does nothing when it cannot be added.
+    void addInput(const std::shared_ptr<AVCaptureInput>& input);
+    void removeInput(const std::shared_ptr<AVCaptureInput>& input);
+    std::vector<std::shared_ptr<AVCaptureInput>> inputs() const;
+
+    bool canAddOutput(const std::shared_ptr<AVCaptureOutput>& output) const;
+    /// Does nothing when it is there already, or in another session.
+    void addOutput(const std::shared_ptr<AVCaptureOutput>& output);
+    void removeOutput(const std::shared_ptr<AVCaptureOutput>& output);
+    std::vector<std::shared_ptr<AVCaptureOutput>> outputs() const; ///< In order of addition.
+
+    /// AVCaptureSessionPresetHigh suits every camera; the others suit those that list them.
+    bool canSetSessionPreset(const std::string& preset) const;
+    /// Chooses the camera's format where the camera names one for it and nobody has set one in the open pair. A preset
+    /// that cannot be set is ignored.
+    void setSessionPreset(const std::string& preset);
+    std::string sessionPreset() const; ///< AVCaptureSessionPresetHigh at first
+
+    /// Returns when the session runs: a slow device holds the caller. With a device that never starts it returns and
+    /// does not run. Harmless when it runs.
+    void startRunning();
+    void stopRunning();
+    bool isRunning() const;
+    bool isInterrupted() const;
+    std::string description() const override;
+
+    // For outputs, connections and preview layers.
+    std::shared_ptr<AVCaptureDevice> camera() const; ///< Empty without one.
+    void addPreviewLayer(const std::weak_ptr<AVCaptureVideoPreviewLayer>& layer);
+    /// A connection asks for other frames.
+    void streamRequestChanged();
+
+private:
+    struct Stream;
+    struct Sink;
+    struct Sinks;
+
+    void deviceFailed(const NSError& error) override;
+    void deviceInterrupted(const std::optional<NSError>& error) override;
+    void deviceInterruptionEnded() override;
+    void deviceFound(const std::vector<CaptureMetadataObject>& objects) override;
+
+    void changed();
+    std::shared_ptr<AVCaptureDevice> cameraLocked() const;
+    void connect(const std::shared_ptr<AVCaptureOutput>& output);
+    void connectLayers();
+    void reconnectAll();
+    void publishSinks();
+    void applyPreset();
+    void updateStreams();
+    std::optional<NSError> startStreams();
+    void stopStreams();
+    StreamRequest streamRequest() const;
+    bool waitForStart();
+    void setRunning(bool running);
+    void post(const char* name, const std::optional<NSError>& error);
+
+    const DispatchQueue events_;
+    const std::shared_ptr<Sinks> sinks_;
+
+    std::recursive_mutex runMutex_; // one start, stop or reconfiguration of the devices at a time
+    std::vector<Stream> streams_;
+    bool wanted_ = false;
+
+    mutable std::recursive_mutex mutex_; // what follows
+    std::vector<std::shared_ptr<AVCaptureInput>> inputs_;
+    std::vector<std::shared_ptr<AVCaptureOutput>> outputs_;
+    std::vector<std::weak_ptr<AVCaptureVideoPreviewLayer>> layers_;
+    std::string preset_ = AVCaptureSessionPresetHigh;
+    int configurationDepth_ = 0;
+    std::uint64_t configurationBegan_ = 0;
+    bool changed_ = false;
+    bool running_ = false;
+    bool interrupted_ = false;
+};
+
+}

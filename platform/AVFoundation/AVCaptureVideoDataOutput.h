@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/AVFoundation/AVCaptureOutput.h"
+#include "platform/Foundation/ArchiveValue.h"
+#include "platform/Foundation/DispatchQueue.h"
+
+#include <cstdint>
+#include <optional>
+
+namespace velmora {
+
+/// Receives frames. A class that is also the delegate of an AVCaptureAudioDataOutput overrides one function for both.
+class AVCaptureVideoDataOutputSampleBufferDelegate {
+public:
+    virtual ~AVCaptureVideoDataOutputSampleBufferDelegate() = default;
+    virtual void captureOutput(const std::shared_ptr<AVCaptureOutput>& output,
+        const std::shared_ptr<CMSampleBuffer>& sampleBuffer, const std::shared_ptr<AVCaptureConnection>& connection)
+        = 0;
+};
+
+/// What became of the frames that reached an output.
+struct AVCaptureFrameCounts {
+    std::uint64_t delivered = 0;
+    std::uint64_t late = 0; ///< waited behind another one, and were delivered
+    std::uint64_t droppedLate = 0; ///< came while one was in delivery, and late frames are discarded
+    std::uint64_t droppedOutOfRoom = 0; ///< came while as many waited as may wait
+    std::uint64_t dropped() const { return droppedLate + droppedOutOfRoom; }
+};
+
+/// Hands every frame to its delegate, on the delegate's queue, by reference.
+class VELMORA_EXPORT AVCaptureVideoDataOutput : public AVCaptureOutput {
+public:
+    /// As many frames wait at most when late ones are kept; devices have little memory to lend.
+    static constexpr std::size_t mostWaitingFrames = 16;
+
+    /// Empty when the driver cannot make one.
+    static std::shared_ptr<AVCaptureVideoDataOutput> init();
+    static const ClassInfo& staticClass();
+    const ClassInfo& classInfo() const override { return staticClass(); }
+
+    /// kCVPixelBufferPixelFormatTypeKey chooses the frames' format; '420f' when it is left out.
+    ArchiveDictionary videoSettings() const;
+    void setVideoSettings(const ArchiveDictionary& settings);
+    std::uint32_t pixelFormat() const;
+
+    /// The delegate is held weakly; an empty one, or no queue, ends the delivery.
+    void setSampleBufferDelegate(const std::weak_ptr<AVCaptureVideoDataOutputSampleBufferDelegate>& delegate,
+        const std::optional<DispatchQueue>& queue);
+    std::shared_ptr<AVCaptureVideoDataOutputSampleBufferDelegate> sampleBufferDelegate() const;
+    std::optional<DispatchQueue> sampleBufferCallbackQueue() const;
+
+    /// YES at first: a frame that comes while another is in delivery is dropped. NO: it waits.
+    bool alwaysDiscardsLateVideoFrames() const;
+    void setAlwaysDiscardsLateVideoFrames(bool discards);
+    AVCaptureFrameCounts frameCounts() const;
+
+    /// Codec, size and rate for a writer of this type of file, for the camera in use; empty without one.
+    std::optional<ArchiveDictionary> recommendedVideoSettingsForAssetWriterWithOutputFileType(
+        const std::string& fileType) const;
+
+    std::vector<std::string> connectionTypesFor(const std::string& mediaType) const override;
+    void receive(
+        const std::shared_ptr<CMSampleBuffer>& buffer, const std::shared_ptr<AVCaptureConnection>& connection) override;
+
+private:
+    bool mayWait();
+    void deliver(const std::shared_ptr<CMSampleBuffer>& buffer, const std::shared_ptr<AVCaptureConnection>& connection);
+
+    mutable std::mutex mutex_;
+    ArchiveDictionary settings_;
+    std::weak_ptr<AVCaptureVideoDataOutputSampleBufferDelegate> delegate_;
+    std::optional<DispatchQueue> queue_;
+    bool discardsLate_ = true;
+    std::size_t inDelivery_ = 0;
+    AVCaptureFrameCounts counts_;
+};
+
+}
