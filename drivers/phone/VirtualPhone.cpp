@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "drivers/phone/VirtualPhone.h"
+
+#include "platform/CoreLocation/CLLocation.h"
+#include "platform/Foundation/ManualClock.h"
+#include "platform/Foundation/NSException.h"
+#include "platform/Foundation/NSNotificationCenter.h"
+#include "platform/Foundation/ProcessState.h"
+#include "platform/Foundation/SteppedScheduler.h"
+#include "platform/Foundation/SystemVersion.h"
+#include "platform/UIKit/UIApplication.h"
+
+#include "drivers/phone/PhoneGeocoder.h"
+#include "drivers/phone/PhoneLocation.h"
+#include "drivers/phone/PhoneMotion.h"
+#include "drivers/phone/PhoneState.h"
+
+#include <utility>
+
+namespace velmora::drivers::phone {
+
+namespace {
+
+/// Installs a driver for a scope.
+template <class Driver> class Installation {
+public:
+    explicit Installation(std::shared_ptr<Driver> driver)
+        : before_(Driver::installed())
+    {
+        Driver::install(std::move(driver));
+    }
+    ~Installation() { Driver::install(before_); }
+    Installation(const Installation&) = delete;
+    Installation& operator=(const Installation&) = delete;
+
+private:
+    std::shared_ptr<Driver> before_;
+};
+
+/// The phone's own time, and everything on the thread that moves it. Devices may outlive the phone, so they share
+/// the clock.
+struct OwnTime {
+    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+    SteppedScheduler scheduler { *clock };
+    ScopedScheduler inForce { scheduler };
+};
+
+}
+
+struct VirtualPhone::Parts {
+    Parts(PhoneDescription description, std::unique_ptr<OwnTime> ownTime, std::shared_ptr<const Clock> time)
+        : own(std::move(ownTime))
+        , state(std::make_shared<PhoneState>(std::move(description), std::move(time)))
+    {
+        versionBefore = SystemVersion::install([shared = state] { return shared->description()->systemVersion; });
+    }
+    ~Parts() { SystemVersion::install(std::move(versionBefore)); }
+    Parts(const Parts&) = delete;
+    Parts& operator=(const Parts&) = delete;
+
+    static std::unique_ptr<Parts> onOwnTime(PhoneDescription description)
+    {
+        ProcessState::reset();
+        auto own = std::make_unique<OwnTime>();
+        const auto clock = own->clock;
+        return std::make_unique<Parts>(std::move(description), std::move(own), clock);
+    }
+    static std::unique_ptr<Parts> onClock(PhoneDescription description, Clock& clock)
+    {
+        ProcessState::reset();
+        return std::make_unique<Parts>(
+            std::move(description), nullptr, std::shared_ptr<const Clock>(std::shared_ptr<void>(), &clock));
+    }
+
+    std::unique_ptr<OwnTime> own;
+    std::shared_ptr<PhoneState> state;
+    SystemVersion::Source versionBefore;
+    std::shared_ptr<PhoneMotion> motion = std::make_shared<PhoneMotion>(state);
+    std::shared_ptr<PhoneLocation> location = std::make_shared<PhoneLocation>(state);
+    std::shared_ptr<PhoneGeocoder> geocoder = std::make_shared<PhoneGeocoder>(state, GeocodingDriver::installed());
+    Installation<MotionDriver> motionInstalled { motion };
+    Installation<LocationDriver> locationInstalled { location };
+    Installation<GeocodingDriver> geocoderInstalled { geocoder };
+    std::vector<JournalEntry> journalShown;
+};
+
+VirtualPhone::VirtualPhone(PhoneDescription description)
+    : parts_(Parts::onOwnTime(std::move(description)))
+{
+}
+
+VirtualPhone::VirtualPhone(PhoneDescription description, Clock& clock)
+    : parts_(Parts::onClock(std::move(description), clock))
+{
+}
+
+VirtualPhone::~VirtualPhone() = default;
+
+void VirtualPhone::change(const std::function<void(PhoneDescription&)>& edit)
+{
+    int before = 0, after = 0;
+    parts_->state->change([&](PhoneDescription& description) {
+        before = description.permissions.location;
+        edit(description);
+        after = description.permissions.location;
+    });
+    if (before != after)
+        parts_->location->authorizationChanged(after);
+}
+
+ManualClock& VirtualPhone::clock()
+{
+    if (!parts_->own)
+        throw NSException(NSInvalidArgumentException,
+            "[VirtualPhone] This phone is on a running clock, which nobody moves; leave the clock out of its "
+            "construction to move time by hand.");
+    return *parts_->own->clock;
+}
+
+const std::vector<JournalEntry>& VirtualPhone::journal() const
+{
+    return parts_->journalShown = parts_->state->journal();
+}
+
+void VirtualPhone::fail(Fault fault)
+{
+    parts_->state->fail(std::move(fault));
+}
+
+void VirtualPhone::tilt(double x, double y, double z, std::optional<NSError> error)
+{
+    parts_->motion->tilt({ x, y, z }, std::move(error));
+}
+
+void VirtualPhone::moveTo(std::vector<std::shared_ptr<CLLocation>> batch)
+{
+    parts_->location->moveTo(std::move(batch));
+}
+
+void VirtualPhone::failLocation(NSError error)
+{
+    parts_->location->fail(error);
+}
+
+void VirtualPhone::answerNextGeocode(PlaceAnswer answer)
+{
+    parts_->geocoder->answerNext(std::move(answer));
+}
+
+void VirtualPhone::resignActive()
+{
+    NSNotificationCenter::defaultCenter().postNotificationName(UIApplicationWillResignActiveNotification, nullptr);
+}
+
+void VirtualPhone::becomeActive()
+{
+    NSNotificationCenter::defaultCenter().postNotificationName(UIApplicationDidBecomeActiveNotification, nullptr);
+}
+
+void VirtualPhone::significantTimeChange()
+{
+    NSNotificationCenter::defaultCenter().postNotificationName(UIApplicationSignificantTimeChangeNotification, nullptr);
+}
+
+}
