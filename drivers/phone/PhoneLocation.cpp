@@ -56,11 +56,12 @@ void PhoneLocation::start()
         first = ++wanted_ == 1;
         run = first ? ++run_ : run_;
     }
-    queue_.async([weak = weak_from_this(), run, first] {
+    // Where it is now: what moves before the queue's turn is told by itself.
+    queue_.async([weak = weak_from_this(), run, first, here = current()] {
         const auto self = weak.lock();
         if (!self)
             return;
-        if (const auto here = self->current())
+        if (here)
             self->deliver({ here });
         if (first)
             self->followTrack(run);
