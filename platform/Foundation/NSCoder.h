@@ -12,6 +12,9 @@
 
 namespace velmora {
 
+/// Codes in NSCocoaErrorDomain: data that is no archive or is damaged; a value that cannot be archived.
+inline constexpr std::int64_t NSCoderReadCorruptError = 4864, NSCoderInvalidValueError = 4866;
+
 /// One object's share of an archive: what `encodeWithCoder` writes, in order, and what `initWithCoder` reads.
 class VELMORA_EXPORT NSCoder {
 public:
@@ -56,17 +59,23 @@ template <class T> std::optional<T> decoded(const NSCoder& coder, std::string_vi
     return std::nullopt;
 }
 
+/// The object in `value`; empty when it holds none or one of another class.
+template <class T> std::shared_ptr<T> objectIn(const ArchiveValue& value)
+{
+    return std::visit(
+        [](const auto& held) -> std::shared_ptr<T> {
+            if constexpr (detail::isShared<std::remove_cvref_t<decltype(held)>>)
+                return std::dynamic_pointer_cast<T>(held);
+            else
+                return nullptr;
+        },
+        value);
+}
+
 /// The object under `key`; empty when it is absent or of another class.
 template <class T> std::shared_ptr<T> decodedObject(const NSCoder& coder, std::string_view key)
 {
-    const ArchiveValue value = coder.decodeObjectForKey(key);
-    if constexpr (std::is_constructible_v<ArchiveValue, std::in_place_type_t<std::shared_ptr<T>>, std::shared_ptr<T>>) {
-        if (const auto* exact = std::get_if<std::shared_ptr<T>>(&value))
-            return *exact;
-    }
-    if (const auto* object = std::get_if<std::shared_ptr<NSObject>>(&value))
-        return std::dynamic_pointer_cast<T>(*object);
-    return nullptr;
+    return objectIn<T>(coder.decodeObjectForKey(key));
 }
 
 }

@@ -13,7 +13,9 @@ namespace velmora {
 class VELMORA_EXPORT NSKeyedArchiver {
 public:
     /// Entries keep the order of encoding; an object that occurs twice is written once. Throws NSError
-    /// (NSCocoaErrorDomain) when something in it cannot be archived; nothing is left out in silence.
+    /// (NSCocoaErrorDomain, NSCoderInvalidValueError), naming class and key path, when something in it cannot be
+    /// archived: an object without NSCoding, objects that hold each other in a circle, text that is not UTF-8, or
+    /// more than 200 levels. Nothing is left out in silence.
     static std::shared_ptr<NSData> archivedDataWithRootObject(const std::shared_ptr<NSObject>& root);
 };
 
@@ -31,15 +33,13 @@ template <class T> ArchivableClass archivable()
 /// Reads what such an archive holds. Makes only registered classes and Foundation's own values; bounds depth and sizes.
 class VELMORA_EXPORT NSKeyedUnarchiver {
 public:
-    /// Nil when the root decodes as nil. Throws NSError (NSCocoaErrorDomain), saying what is wrong where, for data that
-    /// is no such archive or is damaged.
+    /// Nil when the root decodes as nil. Throws NSError (NSCocoaErrorDomain, NSCoderReadCorruptError), saying what is
+    /// wrong where, for data that is no such archive or is damaged, and for a class that nobody registered.
     static ArchiveValue unarchiveTopLevelObject(std::span<const std::uint8_t> archive);
     /// The root as a T; empty when it is nil or another class.
     template <class T> static std::shared_ptr<T> unarchiveObject(std::span<const std::uint8_t> archive)
     {
-        const ArchiveValue root = unarchiveTopLevelObject(archive);
-        const auto* object = std::get_if<std::shared_ptr<NSObject>>(&root);
-        return object ? std::dynamic_pointer_cast<T>(*object) : nullptr;
+        return objectIn<T>(unarchiveTopLevelObject(archive));
     }
 
     /// Names the classes that archives may hold. A class that is named again keeps its place.
