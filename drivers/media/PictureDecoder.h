@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/ImageIO/ImageDecoder.h"
+
+namespace velmora::drivers::media {
+
+/// Reads JPEG (baseline and progressive, colour and grey) and PNG (every kind; transparent parts over black).
+class VELMORA_EXPORT PictureDecoder : public ImageDecoder {
+public:
+    std::shared_ptr<CVPixelBuffer> decodeFile(const std::string& path) override;
+    std::shared_ptr<CVPixelBuffer> decode(std::span<const std::uint8_t> data) override;
+};
+
+}
