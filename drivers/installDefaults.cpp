@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "drivers/installDefaults.h"
 
+#include "drivers/media/install.h"
+
 namespace velmora::drivers {
 
-void installDefaults() { }
+void installDefaults()
+{
+    media::install();
+}
 
 }

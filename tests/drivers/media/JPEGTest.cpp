@@ -155,7 +155,7 @@ TEST(JPEG, CarriesWhatThePhotoWasTakenWith)
     const std::string path = written(folder, *encode(640, 480, shotMetadata()));
 
     const Outcome outcome
-        = runCommand("exiftool -s -S -n -Make -Model -Software -Orientation -ModifyDate -ExposureTime "
+        = runCommand("exiftool -s -s -n -Make -Model -Software -Orientation -ModifyDate -ExposureTime "
                      "-FNumber -ISO -ExposureCompensation -FocalLength -FocalLengthIn35mmFormat "
                      "-LensModel -Flash -ExposureMode -WhiteBalance -DateTimeOriginal "
                      "-OffsetTimeOriginal -SubSecTimeOriginal -UserComment -LensInfo -ExifImageWidth "
