@@ -17,10 +17,10 @@ class VELMORA_EXPORT CLPlacemark : public NSObject, public NSCoding {
 public:
     /// Names in the language of the source; an absent one is not known.
     struct Names {
-        std::optional<std::string> name, subLocality, locality, subAdministrativeArea, administrativeArea, country,
-            isoCountryCode;
+        std::optional<std::string> name {}, subLocality {}, locality {}, subAdministrativeArea {},
+            administrativeArea {}, country {}, isoCountryCode {};
         /// Landmarks, nearest first; an entry may be nil.
-        std::optional<std::vector<std::optional<std::string>>> areasOfInterest;
+        std::optional<std::vector<std::optional<std::string>>> areasOfInterest {};
     };
 
     explicit CLPlacemark(Names names, std::shared_ptr<CLLocation> location = nullptr);
