@@ -186,7 +186,7 @@ void readFormats(JSONObject& object, Camera& camera, const FormatsByName& format
             v.refuse("it must be an object: presets with the format that each selects, or null");
         JSONObject presets(v);
         for (const auto& [preset, ignored] : v.json().items())
-            presets.member(preset, [&](const JSONValue& selected) {
+            presets.member(preset, [&, &preset = preset](const JSONValue& selected) {
                 auto& index = camera.presets[preset];
                 if (selected.json().is_null())
                     return;
@@ -258,7 +258,8 @@ void readCameras(JSONObject& object, PhoneDescription& description)
     object.member("formats", [&](const JSONValue& v) {
         JSONObject named(v);
         for (const auto& [name, ignored] : v.json().items())
-            named.member(name, [&](const JSONValue& entry) { formats.emplace(name, format(entry)); });
+            named.member(
+                name, [&formats, &name = name](const JSONValue& entry) { formats.emplace(name, format(entry)); });
     });
     object.member("cameras", [&](const JSONValue& v) {
         const auto entries = v.list();
