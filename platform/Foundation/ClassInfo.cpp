@@ -92,12 +92,23 @@ namespace detail {
 
 void throwWrongCount(std::size_t wanted, std::size_t given)
 {
-    throw WrongCall { "takes " + std::to_string(wanted) + " arguments, got " + std::to_string(given) };
+    throw WrongCall { "takes " + std::to_string(wanted) + " arguments, was given " + std::to_string(given) };
 }
 
 void throwWrongArgument(std::size_t index, const WrongBox& why)
 {
-    throw WrongCall { "argument " + std::to_string(index + 1) + " is " + why.wanted };
+    throw WrongCall { "argument " + std::to_string(index + 1) + " is " + why.what() };
+}
+
+void throwWrongResult(const ClassInfo& receiver, std::string_view selector, const WrongBox& why)
+{
+    throw NSException(NSInvalidArgumentException,
+        "-[" + std::string(receiver.name) + " " + std::string(selector) + "]: the result is " + why.what());
+}
+
+void throwInheritedInitialiser(const ClassInfo& madeFor)
+{
+    throw WrongCall { "the initialiser makes a " + std::string(madeFor.name) + "; the class must list its own" };
 }
 
 void trapUnavailableInitialiser(std::string_view className, std::string_view initialiser)

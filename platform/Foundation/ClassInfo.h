@@ -88,12 +88,15 @@ namespace detail {
 
 [[noreturn]] VELMORA_EXPORT void throwWrongCount(std::size_t wanted, std::size_t given);
 [[noreturn]] VELMORA_EXPORT void throwWrongArgument(std::size_t index, const WrongBox& why);
+[[noreturn]] VELMORA_EXPORT void throwWrongResult(
+    const ClassInfo& receiver, std::string_view selector, const WrongBox& why);
+[[noreturn]] VELMORA_EXPORT void throwInheritedInitialiser(const ClassInfo& madeFor);
 [[noreturn]] VELMORA_EXPORT void trapUnavailableInitialiser(std::string_view className, std::string_view initialiser);
 
 template <class T> struct Unboxed { // owns what a parameter refers to, for the time of the call
     using Stored = std::remove_cvref_t<T>;
     static Stored of(const Value& value) { return unbox<Stored>(value); }
-    static T pass(Stored& stored) { return static_cast<T>(stored); }
+    static T pass(Stored& stored) { return static_cast<T&&>(stored); }
 };
 template <class T>
 requires std::same_as<std::remove_cvref_t<T>, std::string_view>
@@ -110,23 +113,39 @@ struct Unboxed<T> { // an object that is borrowed for the call
     {
         auto object = unbox<Stored>(value);
         if (!object)
-            throw WrongBox { "nil" };
+            throw WrongBox("nil, and the parameter is not optional");
         return object;
     }
     static T pass(Stored& stored) { return *stored; }
 };
 
-/// What a typed call carries: a value, or the pointer to an object that is borrowed, which a copy would slice.
+template <class T>
+requires std::is_pointer_v<T> && std::is_polymorphic_v<std::remove_pointer_t<T>>
+struct Unboxed<T> { // an object that is borrowed, or nil
+    using Stored = std::shared_ptr<std::remove_pointer_t<T>>;
+    static Stored of(const Value& value) { return unbox<Stored>(value); }
+    static T pass(Stored& stored) { return stored.get(); }
+};
+
+/// How a typed call spells a parameter or a result: as a value, but a borrowed object as the reference that it is,
+/// for a copy would slice it.
 template <class T> struct Carried {
     using Type = std::remove_cvref_t<T>;
-    static T pass(Type& carried) { return static_cast<T>(carried); }
 };
 template <class T>
 requires std::is_lvalue_reference_v<T> && std::is_polymorphic_v<std::remove_cvref_t<T>>
 struct Carried<T> {
-    using Type = std::shared_ptr<std::remove_cvref_t<T>>;
-    static T pass(Type& carried) { return *carried; }
+    using Type = T;
 };
+
+/// The receiver as the class that declares the member; an interface is found by its object.
+template <class T> T& receiverAs(NSObject& receiver)
+{
+    if constexpr (std::derived_from<T, NSObject>)
+        return static_cast<T&>(receiver);
+    else
+        return dynamic_cast<T&>(receiver);
+}
 
 template <class T> typename Unboxed<T>::Stored argument(std::span<const Value> arguments, std::size_t index)
 {
@@ -166,14 +185,14 @@ template <auto Member, class T, class R, class... Args> struct MemberOf<Member, 
     {
         return withArguments<Args...>(arguments, [&](Args... values) {
             return boxedResult<R>(
-                [&]() -> R { return (static_cast<T&>(receiver).*Member)(std::forward<Args>(values)...); });
+                [&]() -> R { return (receiverAs<T>(receiver).*Member)(std::forward<Args>(values)...); });
         });
     }
-    static std::remove_cvref_t<R> call(NSObject& receiver, typename Carried<Args>::Type... values)
+    static typename Carried<R>::Type call(NSObject& receiver, typename Carried<Args>::Type... values)
     {
-        return (static_cast<T&>(receiver).*Member)(Carried<Args>::pass(values)...);
+        return (receiverAs<T>(receiver).*Member)(static_cast<Args&&>(values)...);
     }
-    using Signature = std::remove_cvref_t<R>(typename Carried<Args>::Type...);
+    using Signature = typename Carried<R>::Type(typename Carried<Args>::Type...);
     static inline constexpr TypedCall<Signature> typed { { &typeid(Signature) }, &call };
 };
 template <auto Member, class T, class R, class... Args>
@@ -217,13 +236,17 @@ template <auto Member> constexpr Method method(std::string_view selector)
         return { selector, selectorHash(selector), &Of::invoke, nullptr };
 }
 
-/// An initialiser that calls make<T>(arguments...).
+/// An initialiser that calls make<T>(arguments...). A subclass lists it again, for only it knows what to make: one that
+/// inherits the row answers with an NSException, not with an object of its superclass.
 template <class T, class... Args> constexpr ClassMethod initialiser(std::string_view selector)
 {
-    return { selector, selectorHash(selector), [](const ClassInfo&, std::span<const Value> arguments) -> Value {
-                return detail::withArguments<Args...>(
-                    arguments, [](Args... values) { return box(make<T>(std::forward<Args>(values)...)); });
-            } };
+    return { selector, selectorHash(selector),
+        [](const ClassInfo& receiver, std::span<const Value> arguments) -> Value {
+            if (&receiver != &T::staticClass())
+                detail::throwInheritedInitialiser(T::staticClass());
+            return detail::withArguments<Args...>(
+                arguments, [](Args... values) { return box(make<T>(std::forward<Args>(values)...)); });
+        } };
 }
 
 /// A static function as class operation or as failable initialiser; it may take the receiving class first.
@@ -233,9 +256,9 @@ template <auto Function> constexpr ClassMethod classMethod(std::string_view sele
 }
 
 /// The initialiser that is not available: reached by name, it stops the process and names class and initialiser.
-constexpr ClassMethod unavailableInitialiser(std::string_view selector = "init")
+constexpr ClassMethod unavailableInitialiser()
 {
-    return { selector, selectorHash(selector), [](const ClassInfo& receiver, std::span<const Value>) -> Value {
+    return { "init", selectorHash("init"), [](const ClassInfo& receiver, std::span<const Value>) -> Value {
                 detail::trapUnavailableInitialiser(receiver.name, "init");
             } };
 }

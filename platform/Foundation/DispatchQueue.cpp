@@ -77,11 +77,12 @@ std::string DispatchQueue::currentLabel()
 
 void DispatchQueue::drain() const
 {
-    if (state_->isRunLoop()) {
-        while (state_->runNext()) { }
+    if (!state_->isRunLoop() || !state_->belongsToThisThread()) {
+        sync([] {});
         return;
     }
-    sync([] {});
+    state_->releaseDue(Scheduler::current().clock().now());
+    while (state_->runNext()) { }
 }
 
 }

@@ -28,17 +28,19 @@ public:
     /// After `seconds` of the clock in force.
     void after(double seconds, Block block) const;
     /// Returns when `block` has run; on an idle queue it runs on the caller's thread, and counts as this queue there.
-    /// On this queue itself it stops the process with a message that names the queue. What the block throws arrives.
+    /// On this queue itself, also when the block of another queue for which it waits asks, it stops the process with a
+    /// message that names the queue. What the block throws arrives.
     void sync(const Block& block) const;
 
-    /// True inside this queue's blocks, also in one that `sync` runs on the caller's thread; the main queue is
-    /// current on all of the main thread.
+    /// True inside this queue's blocks, also in one that `sync` runs on the caller's thread, and in what they wait for
+    /// by `sync`, on whichever thread that runs; the main queue is current on all of the main thread.
     bool isCurrent() const;
     const std::string& label() const;
     /// The label of the innermost queue that the calling thread runs a block of; empty outside any.
     static std::string currentLabel();
 
-    /// Runs until no block of this queue is ready. For tests on the stepped scheduler; elsewhere it waits its turn.
+    /// Runs until no block of this queue is ready, and of a run loop none is due. For tests on the stepped scheduler;
+    /// elsewhere it waits until what is ready now has run.
     void drain() const;
 
     bool operator==(const DispatchQueue& other) const { return state_ == other.state_; }

@@ -2,75 +2,143 @@
 #include "platform/Foundation/KeyValueObservers.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace velmora {
 
-Cancellable KeyValueObservers::add(const NSObject& object, std::string_view key, NSKeyValueObservingOptions options,
-    std::function<void(const NSKeyValueChange&)> changed)
+KeyValueObservers::Key* KeyValueObservers::find(std::string_view key)
+{
+    const auto found = keys_.find(key);
+    return found == keys_.end() ? nullptr : &found->second;
+}
+
+/// Leaves the list that was in force in `observers`, for the caller to destroy outside the lock.
+void KeyValueObservers::replace(Key& key, std::shared_ptr<const Observers>& observers)
+{
+    key.observers.swap(observers);
+    key.wanted = {};
+    for (const auto& each : *key.observers)
+        key.wanted |= each->options;
+}
+
+Cancellable KeyValueObservers::add(NSObject& object, std::string_view key, const Method& getter,
+    NSKeyValueObservingOptions options, std::function<void(const NSKeyValueChange&)> changed)
 {
     auto observer = std::make_shared<Observer>();
     observer->options = options;
     observer->changed = std::move(changed);
-    if (contains(options, NSKeyValueObservingOptionInitial)) {
-        NSKeyValueChange change;
-        if (contains(options, NSKeyValueObservingOptionNew))
-            change.newValue = object.valueForKey(key);
-        observer->changed(change);
-    }
+    observer->initialising = contains(options, NSKeyValueObservingOptionInitial);
+    observer->initialisingThread = std::this_thread::get_id();
 
+    std::shared_ptr<const Observers> list;
     {
         const std::lock_guard lock(mutex_);
-        auto found = keys_.find(key);
-        if (found == keys_.end())
-            found = keys_.try_emplace(std::string(key)).first;
-        found->second.observers.push_back(observer);
+        Key& entry = keys_.try_emplace(std::string(key)).first->second;
+        entry.getter = &getter;
+        auto longer = std::make_shared<Observers>();
+        if (entry.observers)
+            *longer = *entry.observers;
+        longer->push_back(observer);
+        list = std::move(longer);
+        replace(entry, list);
     }
-    return Cancellable([list = weak_from_this(), name = std::string(key), observer] {
+    Cancellable token([all = weak_from_this(), name = std::string(key), observer] {
         observer->ended = true;
-        if (const auto self = list.lock()) {
-            const std::lock_guard lock(self->mutex_);
-            std::erase(self->keys_[name].observers, observer);
-        }
+        if (const auto self = all.lock())
+            self->end(name, observer);
     });
+    if (observer->initialising)
+        deliverInitial(object, getter, *observer);
+    return token;
 }
 
-std::vector<std::shared_ptr<KeyValueObservers::Observer>> KeyValueObservers::observersOf(std::string_view key)
+void KeyValueObservers::end(const std::string& key, const std::shared_ptr<Observer>& observer)
 {
+    auto shorter = std::make_shared<Observers>();
+    std::shared_ptr<const Observers> list; // what an observer captured is destroyed outside the lock
     const std::lock_guard lock(mutex_);
-    const auto found = keys_.find(key);
-    return found == keys_.end() ? std::vector<std::shared_ptr<Observer>> {} : found->second.observers;
+    Key& entry = *find(key);
+    std::copy_if(entry.observers->begin(), entry.observers->end(), std::back_inserter(*shorter),
+        [&](const auto& each) { return each != observer; });
+    list = std::move(shorter);
+    replace(entry, list);
 }
 
-void KeyValueObservers::willChange(const NSObject& object, std::string_view key)
+void KeyValueObservers::deliverInitial(NSObject& object, const Method& getter, Observer& observer)
 {
-    const auto observers = observersOf(key);
-    const auto wants = [](NSKeyValueObservingOptions option) {
-        return [option](const auto& observer) { return contains(observer->options, option); };
-    };
-    if (std::none_of(observers.begin(), observers.end(), wants(NSKeyValueObservingOptionOld))
-        && std::none_of(observers.begin(), observers.end(), wants(NSKeyValueObservingOptionPrior)))
+    NSKeyValueChange change;
+    if (contains(observer.options, NSKeyValueObservingOptionNew))
+        change.newValue = getter.invoke(object, {});
+    observer.changed(change);
+
+    std::vector<NSKeyValueChange> waiting;
+    while (true) {
+        {
+            const std::lock_guard lock(mutex_);
+            waiting.clear();
+            waiting.swap(observer.waiting);
+            if (waiting.empty()) {
+                observer.initialising = false;
+                return;
+            }
+        }
+        for (const auto& each : waiting)
+            if (!observer.ended)
+                observer.changed(each);
+    }
+}
+
+void KeyValueObservers::deliver(Observer& observer, NSKeyValueChange change)
+{
+    if (observer.initialising && observer.initialisingThread != std::this_thread::get_id()) {
+        const std::lock_guard lock(mutex_);
+        if (observer.initialising) {
+            observer.waiting.push_back(std::move(change));
+            return;
+        }
+    }
+    observer.changed(change);
+}
+
+void KeyValueObservers::willChange(NSObject& object, std::string_view key)
+{
+    std::shared_ptr<const Observers> observers;
+    const Method* getter = nullptr;
+    NSKeyValueObservingOptions wanted {};
+    {
+        const std::lock_guard lock(mutex_);
+        Key* entry = find(key);
+        if (!entry || entry->observers->empty())
+            return;
+        wanted = entry->wanted;
+        getter = entry->getter;
+        observers = entry->observers;
+        if (!contains(wanted, NSKeyValueObservingOptionOld))
+            entry->pending.push_back({ std::this_thread::get_id(), {} }); // its end must not take another's
+    }
+    Value oldValue;
+    if (contains(wanted, NSKeyValueObservingOptionOld)) {
+        oldValue = getter->invoke(object, {});
+        const std::lock_guard lock(mutex_);
+        find(key)->pending.push_back({ std::this_thread::get_id(), oldValue });
+    }
+    if (!contains(wanted, NSKeyValueObservingOptionPrior))
         return;
 
-    const Value oldValue = object.valueForKey(key);
-    {
-        const std::lock_guard lock(mutex_);
-        keys_.find(key)->second.pending.push_back({ std::this_thread::get_id(), oldValue });
-    }
-    for (const auto& observer : observers) {
+    for (const auto& observer : *observers) {
         if (observer->ended || !contains(observer->options, NSKeyValueObservingOptionPrior))
             continue;
         NSKeyValueChange change { .newValue = {}, .oldValue = {}, .isPrior = true };
         if (contains(observer->options, NSKeyValueObservingOptionOld))
             change.oldValue = oldValue;
-        observer->changed(change);
+        deliver(*observer, std::move(change));
     }
 }
 
-Value KeyValueObservers::endPending(std::string_view key)
+/// Ends the change that this thread began last; without one, that of another thread.
+Value KeyValueObservers::takeOldValue(std::vector<Pending>& pending)
 {
-    const std::lock_guard lock(mutex_);
-    auto& pending = keys_.find(key)->second.pending;
     if (pending.empty())
         return {};
 
@@ -82,27 +150,37 @@ Value KeyValueObservers::endPending(std::string_view key)
     return oldValue;
 }
 
-void KeyValueObservers::didChange(const NSObject& object, std::string_view key)
+void KeyValueObservers::didChange(NSObject& object, std::string_view key)
 {
-    const auto observers = observersOf(key);
-    if (observers.empty())
+    std::shared_ptr<const Observers> observers;
+    const Method* getter = nullptr;
+    NSKeyValueObservingOptions wanted {};
+    Value oldValue;
+    {
+        const std::lock_guard lock(mutex_);
+        Key* entry = find(key);
+        if (!entry)
+            return;
+        oldValue = takeOldValue(entry->pending); // also when the last observer has gone since
+        wanted = entry->wanted;
+        getter = entry->getter;
+        observers = entry->observers;
+    }
+    if (observers->empty())
         return;
 
-    const Value oldValue = endPending(key);
     Value newValue;
-    bool read = false;
-    for (const auto& observer : observers) {
+    if (contains(wanted, NSKeyValueObservingOptionNew))
+        newValue = getter->invoke(object, {});
+    for (const auto& observer : *observers) {
         if (observer->ended)
             continue;
         NSKeyValueChange change;
-        if (contains(observer->options, NSKeyValueObservingOptionNew)) {
-            if (!std::exchange(read, true))
-                newValue = object.valueForKey(key);
+        if (contains(observer->options, NSKeyValueObservingOptionNew))
             change.newValue = newValue;
-        }
         if (contains(observer->options, NSKeyValueObservingOptionOld))
             change.oldValue = oldValue;
-        observer->changed(change);
+        deliver(*observer, std::move(change));
     }
 }
 

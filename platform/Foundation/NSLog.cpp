@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -39,7 +40,7 @@ bool stderrIsJournal()
 }
 
 struct Log {
-    std::mutex mutex;
+    std::recursive_mutex mutex; // a sink may log, or replace itself
     LogSink sink;
     std::atomic<LogLevel> level { levelFromEnvironment() };
     bool journal = stderrIsJournal();
@@ -70,6 +71,13 @@ void writeToStderr(Log& log, const std::string& line)
 }
 
 namespace detail {
+
+std::string shortestDecimal(double number)
+{
+    std::array<char, 32> digits {};
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+    return { digits.data(), end };
+}
 
 std::string format(std::string_view text, std::span<const LogArgument> arguments)
 {
@@ -111,8 +119,8 @@ void log(std::string line)
             c = ' ';
     Log& log = theLog();
     const std::lock_guard lock(log.mutex);
-    if (log.sink)
-        log.sink(line);
+    if (const LogSink sink = log.sink)
+        sink(line);
     else
         writeToStderr(log, line);
 }

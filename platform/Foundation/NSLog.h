@@ -3,6 +3,7 @@
 
 #include "platform/Foundation/NSObject.h"
 
+#include <array>
 #include <concepts>
 #include <cstdint>
 #include <functional>
@@ -17,6 +18,11 @@ namespace velmora {
 
 /// What %@ prints of nothing.
 inline constexpr std::string_view nilDescription = "(null)";
+
+namespace detail {
+/// The shortest decimal number that reads back as this one: "0.5", "3".
+VELMORA_EXPORT std::string shortestDecimal(double number);
+}
 
 /// What %@ prints: the description of objects and of values that have a description(value), texts as they are,
 /// numbers in decimal, "(null)" for nothing.
@@ -35,8 +41,10 @@ template <class T> std::string describe(const T& value)
         return value ? "1" : "0";
     else if constexpr (std::is_enum_v<T>)
         return std::to_string(static_cast<std::int64_t>(value));
-    else if constexpr (std::is_arithmetic_v<T>)
+    else if constexpr (std::integral<T>)
         return std::to_string(value);
+    else if constexpr (std::floating_point<T>)
+        return detail::shortestDecimal(static_cast<double>(value));
     else if constexpr (requires { value.lock(); })
         return describe(value.lock());
     else if constexpr (requires { description(value); })

@@ -68,7 +68,7 @@ Value NSObject::valueForKey(std::string_view key) const
     const Method* method = getter(classInfo(), key);
     if (!method)
         throwUnknownKey(classInfo(), key);
-    return method->invoke(const_cast<NSObject&>(*this), {}); // the table does not know which members are const
+    return const_cast<NSObject&>(*this).send(method->selector, {}); // the table does not know which members are const
 }
 
 void NSObject::setValueForKey(const Value& value, std::string_view key)
@@ -100,7 +100,8 @@ void NSObject::didChangeValueForKey(std::string_view key)
 Cancellable NSObject::observe(
     std::string_view key, NSKeyValueObservingOptions options, std::function<void(const NSKeyValueChange&)> changed)
 {
-    if (!getter(classInfo(), key))
+    const Method* read = getter(classInfo(), key);
+    if (!read)
         throwUnknownKey(classInfo(), key);
 
     if (!wasObserved()) {
@@ -110,7 +111,7 @@ Cancellable NSObject::observe(
         if (observers_.compare_exchange_strong(none, made.get()))
             static_cast<void>(made.release());
     }
-    return observers()->add(*this, key, options, std::move(changed));
+    return observers()->add(*this, key, *read, options, std::move(changed));
 }
 
 }

@@ -65,11 +65,15 @@ public:
     /// Writes by `setKey:`.
     void setValueForKey(const Value& value, std::string_view key);
 
-    /// In pairs, the first before the change and the second after it, from any thread.
+    /// In pairs, the first before the change and the second after it, from any thread; the two ends of a pair may lie
+    /// on different threads.
     void willChangeValueForKey(std::string_view key);
     void didChangeValueForKey(std::string_view key);
     /// Calls `changed` on the thread that changes the value, until the token ends; with the initial option also
-    /// once before it returns. Throws NSException ("NSUnknownKeyException") for a key without a getter.
+    /// once before it returns, always first: a change that another thread makes meanwhile is delivered after it, by the
+    /// observing thread. A call that another thread has begun may still run when the token has ended. An observer that
+    /// is added between the two announcements hears of the change, without an old value. Throws NSException
+    /// ("NSUnknownKeyException") for a key without a getter.
     [[nodiscard]] Cancellable observe(
         std::string_view key, NSKeyValueObservingOptions options, std::function<void(const NSKeyValueChange&)> changed);
     /// True from the first observation on: what a setter may ask before it announces.
@@ -86,26 +90,27 @@ private:
     std::atomic<std::shared_ptr<KeyValueObservers>*> observers_ { nullptr };
 };
 
-/// Wraps the change of one stored property in its announcements. Costs one test while nobody ever observed.
+/// Wraps the change of one stored property in its announcements. Costs two tests while nobody ever observed.
 class ChangeOfValue {
 public:
     ChangeOfValue(NSObject& object, std::string_view key)
-        : object_(object.wasObserved() ? &object : nullptr)
+        : object_(object)
         , key_(key)
     {
-        if (object_)
-            object_->willChangeValueForKey(key_);
+        if (object_.wasObserved())
+            object_.willChangeValueForKey(key_);
     }
+    /// Asks again: who begins to observe between the two announcements has perhaps read the value before the change.
     ~ChangeOfValue()
     {
-        if (object_)
-            object_->didChangeValueForKey(key_);
+        if (object_.wasObserved())
+            object_.didChangeValueForKey(key_);
     }
     ChangeOfValue(const ChangeOfValue&) = delete;
     ChangeOfValue& operator=(const ChangeOfValue&) = delete;
 
 private:
-    NSObject* object_;
+    NSObject& object_;
     std::string_view key_; // of the setter's literal: outlives the change
 };
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/Foundation/NSRunLoop.h"
 
+#include "platform/Foundation/NSLog.h"
 #include "platform/Foundation/QueueState.h"
 #include "platform/Foundation/Scheduler.h"
 
@@ -36,41 +37,52 @@ QueueState& NSRunLoop::state() const
     return *queue_.state_;
 }
 
+const std::shared_ptr<QueueState>& NSRunLoop::sharedState() const
+{
+    return queue_.state_;
+}
+
 void NSRunLoop::run()
 {
-    *stopped_ = false;
-    while (!*stopped_) {
+    constexpr double longestSleep = 3600;
+    while (!std::exchange(*stopped_, false)) {
+        if (turn())
+            continue;
         const auto deadline = state().nextDeadline();
-        const double wait = deadline ? *deadline - Scheduler::current().clock().now() : 3600;
-        turn(std::max(0.0, wait));
+        Scheduler& scheduler = Scheduler::current();
+        const double wait = deadline ? *deadline - scheduler.clock().now() : longestSleep;
+        if (!scheduler.waitForWork(state(), std::clamp(wait, 0.0, longestSleep)))
+            return;
     }
 }
 
-void NSRunLoop::stop()
+void NSRunLoop::stop() const
 {
     perform([stopped = stopped_] { *stopped = true; });
 }
 
 bool NSRunLoop::turn(double seconds)
 {
-    const Clock& clock = Scheduler::current().clock();
-    if (seconds > 0 && state().readyCount() == 0) {
-        const auto deadline = state().nextDeadline();
-        const double wait = deadline ? std::min(seconds, *deadline - clock.now()) : seconds;
-        if (wait > 0)
-            state().waitForWork(wait);
+    if (!state().belongsToThisThread())
+        fatalError("[NSRunLoop] The run loop \"" + queue_.label()
+            + "\" was turned by another thread than its own, where its blocks must not run.");
+
+    Scheduler& scheduler = Scheduler::current();
+    const Clock& clock = scheduler.clock();
+    const double end = clock.now() + seconds;
+    state().releaseDue(clock.now());
+    while (state().readyCount() == 0 && clock.now() < end) {
+        const double until = std::min(end, state().nextDeadline().value_or(end));
+        if (!scheduler.waitForWork(state(), until - clock.now()))
+            break;
+        state().releaseDue(clock.now());
     }
 
-    state().releaseDue(clock.now());
     const std::size_t count = state().readyCount();
     for (std::size_t i = 0; i < count; ++i)
         if (!state().runNext())
             break;
-
-    if (const auto deadline = state().nextDeadline())
-        state().armDescriptor(*deadline - clock.now());
-    else
-        state().armDescriptor(std::nullopt);
+    state().armDescriptor(clock.now());
     return count > 0;
 }
 
@@ -87,8 +99,7 @@ void NSRunLoop::performAfter(double seconds, Block block) const
 int NSRunLoop::descriptor() const
 {
     const int descriptor = state().descriptor();
-    if (const auto deadline = state().nextDeadline())
-        state().armDescriptor(*deadline - Scheduler::current().clock().now());
+    state().armDescriptor(Scheduler::current().clock().now());
     return descriptor;
 }
 

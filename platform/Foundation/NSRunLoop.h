@@ -4,7 +4,6 @@
 #include "platform/Foundation/DispatchQueue.h"
 
 #include <memory>
-#include <optional>
 
 namespace velmora {
 
@@ -15,12 +14,14 @@ public:
     static NSRunLoop& mainRunLoop();
     static NSRunLoop& currentRunLoop();
 
-    /// Turns until `stop`, from the loop's own thread. Sleeps while there is nothing to do.
+    /// Turns until `stop`, from the loop's own thread. Sleeps while there is nothing to do; with time that is moved by
+    /// hand it moves it from deadline to deadline, and returns when nothing is left to wait for.
     void run();
-    /// Ends `run` after the present turn. From any thread.
-    void stop();
+    /// Ends `run`, the innermost one, after the present turn. From any thread.
+    void stop() const;
     /// One turn: runs what is ready, and what is due, at its beginning; blocks added meanwhile wait for the next turn.
-    /// Waits up to `seconds` (0: not at all) for the first of them. Answers whether anything ran.
+    /// Waits up to `seconds` (0: not at all) for the first of them. Answers whether anything ran. Turned by another
+    /// thread than its own, it stops the process.
     bool turn(double seconds = 0);
 
     /// Adds a block for the next turn, or for the first turn after `seconds`. From any thread.
@@ -38,6 +39,7 @@ private:
     friend class SteppedScheduler;
     explicit NSRunLoop(DispatchQueue queue);
     QueueState& state() const;
+    const std::shared_ptr<QueueState>& sharedState() const;
 
     DispatchQueue queue_;
     std::shared_ptr<bool> stopped_; // touched on the loop's own thread

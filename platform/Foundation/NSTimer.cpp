@@ -46,13 +46,16 @@ void NSTimer::schedule(double seconds)
 
 void NSTimer::fire()
 {
-    if (!valid_)
+    std::shared_ptr<NSObject> target;
+    {
+        const std::lock_guard lock(mutex_);
+        target = target_;
+    }
+    if (!valid_ || !target)
         return;
-
-    const auto target = target_;
     if (!repeats_)
         invalidate();
-    if (target->classInfo().find(selector_) && selector_.ends_with(':'))
+    if (selector_.ends_with(':'))
         target->performSelector(selector_, sharedFromThis(*this));
     else
         target->performSelector(selector_);
@@ -65,13 +68,10 @@ void NSTimer::fire()
 
 void NSTimer::invalidate()
 {
-    // The target is let go with the timer's block: another thread may be in fire().
+    std::shared_ptr<NSObject> target; // destroyed outside the lock: it may invalidate in turn
     valid_ = false;
-}
-
-bool NSTimer::isValid() const
-{
-    return valid_;
+    const std::lock_guard lock(mutex_);
+    target.swap(target_);
 }
 
 }

@@ -3,7 +3,9 @@
 
 #include "platform/Foundation/NSObject.h"
 
+#include <atomic>
 #include <memory>
+#include <mutex>
 #include <string>
 
 namespace velmora {
@@ -20,9 +22,10 @@ public:
     static const ClassInfo& staticClass();
     const ClassInfo& classInfo() const override { return staticClass(); }
 
-    /// It never fires afterwards.
+    /// It never fires afterwards, and lets its target go. From any thread; another thread that it is firing on ends
+    /// that call.
     void invalidate();
-    bool isValid() const;
+    bool isValid() const { return valid_; }
     double timeInterval() const { return interval_; }
     const Value& userInfo() const { return userInfo_; }
 
@@ -31,11 +34,12 @@ private:
     void fire();
 
     double interval_ = 0;
-    double due_ = 0;
+    double due_ = 0; // touched on the loop's own thread
     bool repeats_ = false;
     std::string selector_;
     Value userInfo_;
-    mutable std::atomic<bool> valid_ { false };
+    std::atomic<bool> valid_ { false };
+    std::mutex mutex_; // guards the target
     std::shared_ptr<NSObject> target_;
 };
 

@@ -9,30 +9,50 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <vector>
+#include <exception>
 
 namespace velmora {
-
-namespace {
-
-/// The queues whose blocks this thread is inside of, the innermost last.
-thread_local std::vector<const QueueState*> running;
-
-class RunningAs {
-public:
-    explicit RunningAs(const QueueState* queue) { running.push_back(queue); }
-    ~RunningAs() { running.pop_back(); }
-    RunningAs(const RunningAs&) = delete;
-    RunningAs& operator=(const RunningAs&) = delete;
-};
-
-}
 
 bool isMainThread()
 {
     static thread_local const bool main = gettid() == getpid();
     return main;
 }
+
+struct QueueState::Thread {
+    std::thread::id id;
+    bool main = false;
+};
+
+/// A block that a thread is inside of. One that another thread waits for also lists that thread and its blocks.
+struct QueueState::Frame {
+    const QueueState* queue;
+    const Frame* before;
+    const Frame* waiting = nullptr;
+    std::optional<Thread> waitingThread {};
+};
+
+thread_local const QueueState::Frame* QueueState::frames_ = nullptr;
+
+class QueueState::RunningAs {
+public:
+    explicit RunningAs(const QueueState* queue)
+        : frame_ { queue, frames_ }
+    {
+        frames_ = &frame_;
+    }
+    RunningAs(const QueueState* queue, const Frame* waiting, const Thread& waitingThread)
+        : frame_ { queue, frames_, waiting, waitingThread }
+    {
+        frames_ = &frame_;
+    }
+    ~RunningAs() { frames_ = frame_.before; }
+    RunningAs(const RunningAs&) = delete;
+    RunningAs& operator=(const RunningAs&) = delete;
+
+private:
+    Frame frame_;
+};
 
 /// An epoll descriptor over an event (blocks are ready) and a timer (a deadline has come): one number for a foreign
 /// main loop to wait on.
@@ -45,18 +65,20 @@ struct QueueState::Descriptor {
         for (const int each : { event, timer }) {
             epoll_event wanted {};
             wanted.events = EPOLLIN;
-            epoll_ctl(all, EPOLL_CTL_ADD, each, &wanted);
+            complete = epoll_ctl(all, EPOLL_CTL_ADD, each, &wanted) == 0 && complete;
         }
     }
     ~Descriptor()
     {
         for (const int each : { all, event, timer })
-            close(each);
+            if (each >= 0)
+                close(each);
     }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
 
     int all, event, timer;
+    bool complete = true;
 };
 
 QueueState::QueueState(std::string label, Kind kind)
@@ -65,9 +87,19 @@ QueueState::QueueState(std::string label, Kind kind)
 {
 }
 
+QueueState::Thread QueueState::thisThread()
+{
+    return { std::this_thread::get_id(), isMainThread() };
+}
+
+bool QueueState::belongsTo(const Thread& thread) const
+{
+    return kind_ == Kind::MainRunLoop ? thread.main : thread.id == thread_;
+}
+
 bool QueueState::belongsToThisThread() const
 {
-    return kind_ == Kind::MainRunLoop ? isMainThread() : std::this_thread::get_id() == thread_;
+    return belongsTo(thisThread());
 }
 
 void QueueState::add(Block block)
@@ -75,7 +107,8 @@ void QueueState::add(Block block)
     {
         const std::lock_guard lock(mutex_);
         ready_.push_back(std::move(block));
-        signalDescriptor();
+        if (ready_.size() == 1)
+            signalDescriptor();
     }
     if (isRunLoop())
         changed_.notify_all();
@@ -85,23 +118,24 @@ void QueueState::addAt(double when, Block block)
 {
     {
         const std::lock_guard lock(mutex_);
-        timed_.emplace(when, std::move(block));
+        timed_.emplace(std::isnan(when) ? 0.0 : when, std::move(block));
     }
     if (isRunLoop())
         wake();
 }
 
-bool QueueState::releaseDue(double now)
+std::size_t QueueState::releaseDue(double now)
 {
     const std::lock_guard lock(mutex_);
+    const bool wasIdle = ready_.empty();
     const auto end = timed_.upper_bound(now);
-    const bool any = end != timed_.begin();
-    for (auto due = timed_.begin(); due != end; ++due)
+    std::size_t count = 0;
+    for (auto due = timed_.begin(); due != end; ++due, ++count)
         ready_.push_back(std::move(due->second));
     timed_.erase(timed_.begin(), end);
-    if (any)
+    if (wasIdle && count > 0)
         signalDescriptor();
-    return any;
+    return count;
 }
 
 std::optional<double> QueueState::nextDeadline() const
@@ -158,8 +192,26 @@ bool QueueState::runNext()
         clearDescriptorIfIdle();
     }
     const RunningAs as(this);
-    block();
-    block = nullptr;
+    const Block running = std::move(block); // ends within its queue, also when it throws
+    running();
+    return true;
+}
+
+bool QueueState::runReady()
+{
+    {
+        const std::lock_guard lock(mutex_);
+        if (ready_.empty())
+            return false;
+        batch_.swap(ready_);
+        clearDescriptorIfIdle();
+    }
+    const RunningAs as(this);
+    for (Block& each : batch_) {
+        const Block running = std::move(each);
+        running();
+    }
+    batch_.clear();
     return true;
 }
 
@@ -169,26 +221,57 @@ void QueueState::runAs(const Block& block)
     block();
 }
 
+void QueueState::addAndWait(const Block& block, const Block& announce)
+{
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool done = false;
+    std::exception_ptr thrown;
+    add([&, waiting = frames_, waitingThread = thisThread()] {
+        try {
+            const RunningAs as(this, waiting, waitingThread);
+            block();
+        } catch (...) {
+            thrown = std::current_exception();
+        }
+        const std::lock_guard lock(mutex);
+        done = true;
+        changed.notify_one();
+    });
+    announce();
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [&] { return done; });
+    if (thrown)
+        std::rethrow_exception(thrown);
+}
+
+bool QueueState::isIn(const Frame* frames) const
+{
+    for (; frames; frames = frames->before) {
+        if (frames->queue == this || isIn(frames->waiting))
+            return true;
+        if (isRunLoop() && frames->waitingThread && belongsTo(*frames->waitingThread))
+            return true;
+    }
+    return false;
+}
+
 bool QueueState::isCurrent() const
 {
-    if (isRunLoop() && belongsToThisThread())
-        return true;
-    return std::find(running.begin(), running.end(), this) != running.end();
+    return (isRunLoop() && belongsToThisThread()) || isIn(frames_);
 }
 
 const QueueState* QueueState::innermost()
 {
-    return running.empty() ? nullptr : running.back();
+    return frames_ ? frames_->queue : nullptr;
 }
 
-void QueueState::waitForWork(std::optional<double> seconds)
+void QueueState::waitForWork(double seconds)
 {
+    constexpr double longest = 1e6; // far from what overflows the machine's clock
     std::unique_lock lock(mutex_);
-    const auto work = [this] { return woken_ || !ready_.empty(); };
-    if (seconds)
-        changed_.wait_for(lock, std::chrono::duration<double>(std::min(*seconds, 1e6)), work);
-    else
-        changed_.wait(lock, work);
+    changed_.wait_for(lock, std::chrono::duration<double>(std::clamp(seconds, 0.0, longest)),
+        [this] { return woken_ || !ready_.empty(); });
     woken_ = false;
 }
 
@@ -203,25 +286,40 @@ int QueueState::descriptor()
 {
     const std::lock_guard lock(mutex_);
     if (!descriptor_) {
-        descriptor_ = std::make_shared<Descriptor>();
+        auto made = std::make_shared<Descriptor>();
+        if (!made->complete)
+            return -1;
+        descriptor_ = std::move(made);
         if (!ready_.empty())
             signalDescriptor();
     }
     return descriptor_->all;
 }
 
-void QueueState::armDescriptor(std::optional<double> seconds)
+void QueueState::armDescriptor(double now)
 {
+    constexpr double longest = 1e9;
     const std::lock_guard lock(mutex_);
     if (!descriptor_)
         return;
     itimerspec wanted {}; // all zero disarms
-    if (seconds) {
-        const double wait = std::clamp(*seconds, 0.0, 1e9);
+    if (!timed_.empty()) {
+        const double wait = std::clamp(timed_.begin()->first - now, 0.0, longest);
         wanted.it_value.tv_sec = static_cast<time_t>(wait);
         wanted.it_value.tv_nsec = std::max(1L, static_cast<long>((wait - std::floor(wait)) * 1e9));
     }
     timerfd_settime(descriptor_->timer, 0, &wanted, nullptr);
+}
+
+bool QueueState::discard()
+{
+    std::deque<Block> ready; // destroyed outside the lock
+    std::multimap<double, Block> timed;
+    const std::lock_guard lock(mutex_);
+    ready.swap(ready_);
+    timed.swap(timed_);
+    clearDescriptorIfIdle();
+    return !ready.empty() || !timed.empty();
 }
 
 void QueueState::signalDescriptor()

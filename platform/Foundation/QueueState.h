@@ -4,6 +4,7 @@
 #include "platform/Foundation/DispatchQueue.h"
 
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -33,8 +34,8 @@ public:
     void add(Block block);
     void addAt(double when, Block block);
 
-    /// Moves the blocks whose time has come behind the ready ones. Answers whether there were any.
-    bool releaseDue(double now);
+    /// Moves the blocks whose time has come behind the ready ones. Answers how many there were.
+    std::size_t releaseDue(double now);
     std::optional<double> nextDeadline() const;
     std::size_t readyCount() const;
 
@@ -47,25 +48,43 @@ public:
     void leave();
     /// Runs the first ready block; the caller has entered. False when there is none.
     bool runNext();
+    /// Runs all blocks that are ready now; the caller has entered. False when there is none.
+    bool runReady();
 
     /// Runs `block` as a block of this queue on this thread.
     void runAs(const Block& block);
+    /// Adds `block`, calls `announce`, and waits until another thread has run it. What it throws arrives here. While it
+    /// runs, the queues of the waiting thread are current in it too: they wait for it.
+    void addAndWait(const Block& block, const Block& announce);
     bool isCurrent() const;
     static const QueueState* innermost();
 
-    /// Waits until a block is added, the deadline has come by the machine's time, or `wake` was called.
-    void waitForWork(std::optional<double> seconds);
+    /// Waits until a block is ready, a deadline was added, or `seconds` have passed by the machine's time.
+    void waitForWork(double seconds);
     void wake();
 
-    /// A descriptor that is readable while blocks are ready; made when first asked for. -1 when the system refuses.
+    /// A descriptor that is readable while blocks are ready, and from the armed deadline on; made when first asked for.
+    /// -1 when the system refuses.
     int descriptor();
-    /// Tells the descriptor that the next deadline is `seconds` away; nothing: that there is none.
-    void armDescriptor(std::optional<double> seconds);
+    /// Tells the descriptor the next deadline; `now` is the time of the clock that deadlines are in.
+    void armDescriptor(double now);
+
+    /// Forgets all blocks; answers whether there were any.
+    bool discard();
 
 private:
     struct Descriptor;
+    struct Thread;
+    struct Frame;
+    class RunningAs;
+
+    static Thread thisThread();
+    bool belongsTo(const Thread& thread) const;
+    bool isIn(const Frame* frames) const;
     void signalDescriptor();
     void clearDescriptorIfIdle();
+
+    static thread_local const Frame* frames_; ///< Of the blocks that this thread is inside of, the innermost first.
 
     const std::string label_;
     const Kind kind_;
@@ -73,6 +92,7 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     std::deque<Block> ready_;
+    std::deque<Block> batch_; ///< Of whoever has entered: taken from `ready_` together.
     std::multimap<double, Block> timed_;
     bool running_ = false;
     bool woken_ = false;

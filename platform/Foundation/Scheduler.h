@@ -22,6 +22,9 @@ public:
     virtual void deadlineAdded(const std::shared_ptr<QueueState>& queue, double when) = 0;
     /// Runs `block` as the queue's next, behind those that wait, and returns when it has run.
     virtual void runSync(const std::shared_ptr<QueueState>& queue, const Block& block) = 0;
+    /// Lets up to `seconds` pass, but no more than until the calling thread's run loop has something to do. False when
+    /// nothing is left that could come.
+    virtual bool waitForWork(QueueState& runLoop, double seconds) = 0;
     /// Turns the calling thread's run loop until `done` says so; with time that is moved by hand, moves it from
     /// deadline to deadline and returns when nothing is left to wait for.
     virtual void runUntil(const std::function<bool()>& done) = 0;

@@ -13,7 +13,8 @@ namespace velmora {
 template <class Signature> class Selector;
 
 /// A selector for typed sends: it keeps the entry that it found for the class it met last, so that a send costs a
-/// compare and a call. From any thread. A method with another signature is called with boxes instead.
+/// compare and a call. From any thread. The signature is the method's with values for references to values
+/// (`const std::string&` is std::string), and references to objects as they are; another one is called with boxes.
 template <class R, class... Args> class Selector<R(Args...)> {
 public:
     explicit Selector(std::string_view name)
@@ -36,14 +37,25 @@ public:
         if (!entry || entry->receiverClass != receiverClass) [[unlikely]]
             entry = lookUp(receiverClass);
         if (entry->call) [[likely]]
-            return entry->call(receiver, std::move(arguments)...);
-        if constexpr (std::is_void_v<R>)
-            receiver.performSelector(name_, std::move(arguments)...);
-        else
-            return unbox<R>(receiver.performSelector(name_, std::move(arguments)...));
+            return entry->call(receiver, std::forward<Args>(arguments)...);
+        return callBoxed(receiver, std::forward<Args>(arguments)...);
     }
 
 private:
+    R callBoxed(NSObject& receiver, Args... arguments) const
+    {
+        const Value result = receiver.performSelector(name_, std::forward<Args>(arguments)...);
+        if constexpr (!std::is_void_v<R>) {
+            static_assert(!std::same_as<R, std::string_view>, "ask for std::string: the box of the result ends here");
+            try {
+                auto stored = detail::Unboxed<R>::of(result);
+                return detail::Unboxed<R>::pass(stored);
+            } catch (const WrongBox& why) {
+                detail::throwWrongResult(receiver.classInfo(), name_, why);
+            }
+        }
+    }
+
     /// Entries stay until the selector ends: a send on another thread may still read one.
     struct Entry {
         const ClassInfo* receiverClass;

@@ -5,6 +5,7 @@
 #include "platform/Foundation/QueueState.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace velmora {
@@ -43,7 +44,26 @@ SteppedScheduler::SteppedScheduler(ManualClock& clock)
 
 SteppedScheduler::~SteppedScheduler()
 {
+    // What the forgotten blocks captured may add blocks when it ends; they come here, not to real threads.
+    const ScopedScheduler inForce(*this);
+    while (discardWaiting()) { }
     clock_.scheduler_ = nullptr;
+}
+
+bool SteppedScheduler::discardWaiting()
+{
+    std::vector<std::shared_ptr<QueueState>> queues { NSRunLoop::mainRunLoop().sharedState() };
+    {
+        const std::lock_guard lock(mutex_);
+        queues.insert(queues.end(), ready_.begin(), ready_.end());
+        queues.insert(queues.end(), timed_.begin(), timed_.end());
+        ready_.clear(); // `queues` keeps them: nothing is destroyed under the lock
+        timed_.clear();
+    }
+    bool any = false;
+    for (const auto& queue : queues)
+        any = queue->discard() || any;
+    return any;
 }
 
 void SteppedScheduler::blockAdded(const std::shared_ptr<QueueState>& queue)
@@ -63,38 +83,70 @@ void SteppedScheduler::deadlineAdded(const std::shared_ptr<QueueState>& queue, d
         timed_.push_back(queue);
 }
 
+namespace {
+/// Leaves a queue that was entered, also when a block throws.
+class Inside {
+public:
+    explicit Inside(QueueState& queue)
+        : queue_(queue)
+    {
+    }
+    ~Inside() { queue_.leave(); }
+    Inside(const Inside&) = delete;
+    Inside& operator=(const Inside&) = delete;
+
+private:
+    QueueState& queue_;
+};
+}
+
 void SteppedScheduler::runSync(const std::shared_ptr<QueueState>& queue, const Block& block)
 {
-    queue->enter(); // another thread may be inside
-    try {
-        while (queue->runNext()) { }
-        queue->runAs(block);
-    } catch (...) {
-        queue->leave();
-        throw;
+    if (queue->isRunLoop()) { // of another thread, or sync had stopped the process
+        queue->addAndWait(block, [&] { blockAdded(queue); });
+        return;
     }
-    queue->leave();
+    queue->enter(); // another thread may be inside; on this one, sync had stopped the process
+    const Inside inside(*queue);
+    while (queue->readyCount() > 0) {
+        forgetEntry(queue); // or a later block would run in this one's place among the queues
+        queue->runNext();
+    }
+    queue->runAs(block);
+}
+
+void SteppedScheduler::forgetEntry(const std::shared_ptr<QueueState>& queue)
+{
+    const std::lock_guard lock(mutex_);
+    const auto entry = std::find(ready_.begin(), ready_.end(), queue);
+    if (entry != ready_.end())
+        ready_.erase(entry); // `queue` keeps it: nothing is destroyed under the lock
+}
+
+std::shared_ptr<QueueState> SteppedScheduler::enterFirstReady()
+{
+    const std::lock_guard lock(mutex_);
+    // A queue that somebody is inside of keeps its place: the others go on.
+    const auto entry = std::find_if(ready_.begin(), ready_.end(),
+        [](const auto& queue) { return queue->kind() == QueueState::Kind::Concurrent || queue->tryEnter(); });
+    if (entry == ready_.end())
+        return nullptr;
+    auto queue = std::move(*entry);
+    ready_.erase(entry);
+    return queue;
 }
 
 bool SteppedScheduler::runNextReady()
 {
-    std::shared_ptr<QueueState> queue;
-    {
-        const std::lock_guard lock(mutex_);
-        // A queue that somebody is inside of keeps its place: the others go on.
-        for (auto entry = ready_.begin(); entry != ready_.end(); ++entry) {
-            if ((*entry)->kind() == QueueState::Kind::Concurrent || (*entry)->tryEnter()) {
-                queue = *entry;
-                ready_.erase(entry);
-                break;
-            }
-        }
-    }
+    const auto queue = enterFirstReady();
     if (!queue)
         return false;
-    queue->runNext(); // nothing, when a sync has run it in place
-    if (queue->kind() != QueueState::Kind::Concurrent)
-        queue->leave();
+    if (queue->kind() == QueueState::Kind::Concurrent) {
+        queue->runNext();
+        return true;
+    }
+    const Inside inside(*queue);
+    queue->runNext();
     return true;
 }
 
@@ -119,12 +171,17 @@ void SteppedScheduler::runEverything()
 
 std::optional<double> SteppedScheduler::nextDeadline()
 {
+    std::vector<std::shared_ptr<QueueState>> queues; // outlives the lock
     const std::lock_guard lock(mutex_);
-    std::erase_if(timed_, [](const auto& queue) { return !queue->nextDeadline(); });
+    queues.swap(timed_);
     std::optional<double> next;
-    for (const auto& queue : timed_)
-        if (const auto deadline = queue->nextDeadline(); deadline && (!next || *deadline < *next))
-            next = deadline;
+    for (const auto& queue : queues) {
+        const auto deadline = queue->nextDeadline();
+        if (!deadline)
+            continue;
+        timed_.push_back(queue);
+        next = next ? std::min(*next, *deadline) : *deadline;
+    }
     return next;
 }
 
@@ -135,37 +192,54 @@ void SteppedScheduler::releaseDue()
         const std::lock_guard lock(mutex_);
         queues = timed_;
     }
-    for (const auto& queue : queues) {
-        const std::size_t before = queue->readyCount();
-        if (!queue->releaseDue(clock_.now()))
-            continue;
-        for (std::size_t i = before; i < queue->readyCount(); ++i)
+    for (const auto& queue : queues)
+        for (std::size_t released = queue->releaseDue(clock_.now()); released > 0; --released)
             blockAdded(queue);
-    }
+}
+
+/// Moves the clock to the next deadline; false when there is none up to `limit`.
+bool SteppedScheduler::stepTo(double limit)
+{
+    const auto next = nextDeadline();
+    if (!next || *next > limit)
+        return false;
+    clock_.now_ = std::max(clock_.now(), *next);
+    releaseDue();
+    return true;
 }
 
 void SteppedScheduler::advanceTo(double time)
 {
-    runEverything();
-    for (auto next = nextDeadline(); next && *next <= time; next = nextDeadline()) {
-        clock_.now_ = std::max(clock_.now(), *next);
-        releaseDue();
+    do {
         runEverything();
-    }
+    } while (stepTo(time));
     clock_.now_ = std::max(clock_.now(), time);
+}
+
+bool SteppedScheduler::waitForWork(QueueState& runLoop, double seconds)
+{
+    if (runLoop.kind() == QueueState::Kind::RunLoop) {
+        constexpr double lookAgain = 0.01; // of the machine's time: nobody tells a worker that the clock was moved
+        runLoop.waitForWork(std::min(seconds, lookAgain));
+        return true;
+    }
+    const double limit = clock_.now() + seconds;
+    while (runLoop.readyCount() == 0) {
+        if (runNextReady() || stepTo(limit))
+            continue;
+        if (!nextDeadline())
+            return false;
+        clock_.now_ = std::max(clock_.now(), limit);
+        break;
+    }
+    return true;
 }
 
 void SteppedScheduler::runUntil(const std::function<bool()>& done)
 {
-    while (!done()) {
-        if (runNextReady() || NSRunLoop::mainRunLoop().turn())
-            continue;
-        const auto next = nextDeadline();
-        if (!next)
+    while (!done())
+        if (!runNextReady() && !NSRunLoop::mainRunLoop().turn() && !stepTo(std::numeric_limits<double>::infinity()))
             return;
-        clock_.now_ = std::max(clock_.now(), *next);
-        releaseDue();
-    }
 }
 
 }

@@ -12,7 +12,8 @@
 
 namespace velmora {
 
-/// Runs everything on the calling thread, in order of time. Blocks that other threads add wait for it too.
+/// Runs everything on the calling thread, in order of time. Blocks that other threads add wait for it too. When it
+/// ends, what still waits is forgotten, also on the main run loop: its times mean nothing to another clock.
 class VELMORA_EXPORT SteppedScheduler final : public Scheduler {
 public:
     explicit SteppedScheduler(ManualClock& clock);
@@ -22,6 +23,7 @@ public:
     void blockAdded(const std::shared_ptr<QueueState>& queue) override;
     void deadlineAdded(const std::shared_ptr<QueueState>& queue, double when) override;
     void runSync(const std::shared_ptr<QueueState>& queue, const Block& block) override;
+    bool waitForWork(QueueState& runLoop, double seconds) override;
     void runUntil(const std::function<bool()>& done) override;
 
     void advanceTo(double time);
@@ -29,14 +31,18 @@ public:
 
 private:
     bool runNextReady();
+    std::shared_ptr<QueueState> enterFirstReady();
+    void forgetEntry(const std::shared_ptr<QueueState>& queue);
+    bool discardWaiting();
     void runBackground();
     void runEverything();
     std::optional<double> nextDeadline();
     void releaseDue();
+    bool stepTo(double limit);
 
     ManualClock& clock_;
     std::mutex mutex_;
-    std::deque<std::shared_ptr<QueueState>> ready_; // one entry for each block, in the order of adding
+    std::deque<std::shared_ptr<QueueState>> ready_; // one entry for each ready block, in the order of adding
     std::vector<std::shared_ptr<QueueState>> timed_; // queues that have deadlines
 };
 

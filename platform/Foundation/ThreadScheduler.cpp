@@ -4,10 +4,10 @@
 #include "platform/Foundation/NSRunLoop.h"
 #include "platform/Foundation/QueueState.h"
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
-#include <exception>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -79,17 +79,19 @@ private:
                 changed_.wait(lock);
                 continue;
             }
+            constexpr double longest = 1e6; // far from what overflows the machine's clock
             const double now = scheduler_.clock_.now();
             const auto first = deadlines_.begin();
             if (first->first > now) {
-                changed_.wait_for(lock, std::chrono::duration<double>(first->first - now));
+                changed_.wait_for(lock, std::chrono::duration<double>(std::min(first->first - now, longest)));
                 continue;
             }
-            const auto queue = std::move(first->second);
+            auto queue = std::move(first->second);
             deadlines_.erase(first);
             lock.unlock();
-            if (queue->releaseDue(now))
+            for (std::size_t released = queue->releaseDue(now); released > 0; --released)
                 scheduler_.blockAdded(queue);
+            queue = nullptr;
             lock.lock();
         }
     }
@@ -114,7 +116,7 @@ void ThreadScheduler::blockAdded(const std::shared_ptr<QueueState>& queue)
     if (queue->isRunLoop())
         return; // its own thread runs it
     if (queue->kind() == QueueState::Kind::Concurrent)
-        pool_->post([queue] { queue->runNext(); });
+        drainConcurrently(queue);
     else if (queue->tryEnter())
         pool_->post([this, queue] { drain(queue); });
 }
@@ -124,54 +126,66 @@ void ThreadScheduler::drain(const std::shared_ptr<QueueState>& queue)
     // The queue was entered on this job's behalf. A block that is added between the last look and leaving finds the
     // queue taken, hence the look after leaving.
     do {
-        while (queue->runNext()) { }
+        while (queue->runReady()) { }
         queue->leave();
     } while (queue->readyCount() > 0 && queue->tryEnter());
 }
 
+bool ThreadScheduler::takeConcurrentThread()
+{
+    constexpr int most = 64; // beyond it blocks wait, rather than take every thread that the system has
+    int taken = concurrentThreads_;
+    while (taken < most)
+        if (concurrentThreads_.compare_exchange_weak(taken, taken + 1))
+            return true;
+    return false;
+}
+
+void ThreadScheduler::drainConcurrently(const std::shared_ptr<QueueState>& queue)
+{
+    if (!takeConcurrentThread())
+        return; // each of those that were taken looks once more after it was given back
+    pool_->post([this, queue] {
+        do {
+            while (queue->runNext()) { }
+            --concurrentThreads_;
+        } while (queue->readyCount() > 0 && takeConcurrentThread());
+    });
+}
+
 void ThreadScheduler::deadlineAdded(const std::shared_ptr<QueueState>& queue, double when)
 {
-    if (!queue->isRunLoop())
+    if (queue->isRunLoop())
+        queue->armDescriptor(clock_.now()); // who waits on it sleeps until the deadline that was the first before
+    else
         alarm_->add(queue, when);
 }
 
 void ThreadScheduler::runSync(const std::shared_ptr<QueueState>& queue, const Block& block)
 {
-    if (!queue->isRunLoop() && queue->tryEnterIdle()) {
-        const auto leave = [&] {
-            queue->leave();
-            if (queue->readyCount() > 0)
-                blockAdded(queue);
-        };
-        try {
-            queue->runAs(block);
-        } catch (...) {
-            leave();
-            throw;
-        }
-        leave();
+    if (queue->isRunLoop() || !queue->tryEnterIdle()) {
+        queue->addAndWait(block, [&] { blockAdded(queue); });
         return;
     }
 
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool done = false;
-    std::exception_ptr thrown;
-    queue->add([&] {
-        try {
-            block();
-        } catch (...) {
-            thrown = std::current_exception();
+    struct Leaving {
+        ThreadScheduler& scheduler;
+        const std::shared_ptr<QueueState>& queue;
+        ~Leaving()
+        {
+            queue->leave();
+            if (queue->readyCount() > 0)
+                scheduler.blockAdded(queue);
         }
-        const std::lock_guard lock(mutex);
-        done = true;
-        changed.notify_one();
-    });
-    blockAdded(queue);
-    std::unique_lock lock(mutex);
-    changed.wait(lock, [&] { return done; });
-    if (thrown)
-        std::rethrow_exception(thrown);
+    };
+    const Leaving leaving { *this, queue };
+    queue->runAs(block);
+}
+
+bool ThreadScheduler::waitForWork(QueueState& runLoop, double seconds)
+{
+    runLoop.waitForWork(seconds);
+    return true; // another thread may always bring some
 }
 
 void ThreadScheduler::runUntil(const std::function<bool()>& done)

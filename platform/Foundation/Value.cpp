@@ -3,6 +3,10 @@
 
 #include "platform/Foundation/NSObject.h"
 
+#include <cxxabi.h>
+
+#include <cstdlib>
+
 namespace velmora {
 
 bool isNil(const Value& value)
@@ -10,9 +14,32 @@ bool isNil(const Value& value)
     return !value.has_value() || value.type() == typeid(std::monostate);
 }
 
+WrongBox::WrongBox(std::string why)
+    : why_(std::move(why))
+{
+}
+
 namespace detail {
 
 namespace {
+std::string nameOf(const std::type_info& type)
+{
+    const std::unique_ptr<char, decltype(&std::free)> plain(
+        abi::__cxa_demangle(type.name(), nullptr, nullptr, nullptr), &std::free);
+    return plain ? plain.get() : type.name();
+}
+
+std::string describeBox(const Value& value)
+{
+    if (isNil(value))
+        return "nil";
+    if (const auto* object = std::any_cast<std::shared_ptr<NSObject>>(&value))
+        return "an object of the class " + std::string((*object)->classInfo().name);
+    if (value.type() == typeid(std::string))
+        return "a text";
+    return "of the type " + nameOf(value.type());
+}
+
 /// Calls `use` with the number in `value`, of whichever type it is.
 template <class Result, class Use> Result number(const Value& value, Use use)
 {
@@ -30,7 +57,7 @@ template <class Result, class Use> Result number(const Value& value, Use use)
         return use(*positive);
     if (const auto* large = std::any_cast<unsigned long>(&value))
         return use(*large);
-    throw WrongBox { "no number" };
+    throw WrongBox(describeBox(value) + ", not a number");
 }
 }
 
@@ -44,7 +71,7 @@ std::int64_t integer(const Value& value)
     return number<std::int64_t>(value, [](auto n) -> std::int64_t {
         if constexpr (std::floating_point<decltype(n)>)
             if (!(n >= -9223372036854775808.0 && n < 9223372036854775808.0))
-                throw WrongBox { "a number that no integer holds" };
+                throw WrongBox("a number that no integer holds");
         return static_cast<std::int64_t>(n);
     });
 }
@@ -60,7 +87,12 @@ std::shared_ptr<NSObject> object(const Value& value)
         return nullptr;
     if (const auto* found = std::any_cast<std::shared_ptr<NSObject>>(&value))
         return *found;
-    throw WrongBox { "no object" };
+    throw WrongBox(describeBox(value) + ", not an object");
+}
+
+void throwWrongBox(const Value& given, const std::type_info& wanted)
+{
+    throw WrongBox(describeBox(given) + "; wanted is " + nameOf(wanted));
 }
 
 }
