@@ -47,21 +47,27 @@ void CMMotionManager::startAccelerometerUpdatesToQueue(const std::shared_ptr<NSO
         return;
 
     stopAccelerometerUpdates();
-    updates_ = std::make_shared<Updates>();
-    updates_->readings = driver_->start(interval_ >= fastest ? interval_ : fastest,
-        [queue, handler = std::move(handler), wanted = updates_->wanted](
+    auto updates = std::make_shared<Updates>();
+    updates->readings = driver_->start(interval_ >= fastest ? interval_ : fastest,
+        [queue, handler = std::move(handler), wanted = updates->wanted](
             std::optional<CMAccelerometerData> data, std::optional<NSError> error) {
             queue->addOperation([handler, wanted, data, error = std::move(error)] {
                 if (*wanted)
                     handler(data ? &*data : nullptr, error);
             });
         });
+    replaceUpdates(std::move(updates));
 }
 
 void CMMotionManager::stopAccelerometerUpdates()
 {
-    if (const auto updates = std::exchange(updates_, nullptr))
-        *updates->wanted = false;
+    replaceUpdates(nullptr);
+}
+
+void CMMotionManager::replaceUpdates(std::shared_ptr<Updates> updates)
+{
+    if (const auto before = updates_.exchange(std::move(updates)))
+        *before->wanted = false;
 }
 
 }

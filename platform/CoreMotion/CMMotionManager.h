@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/CoreMotion/MotionDriver.h"
+#include "platform/Foundation/Guarded.h"
 #include "platform/Foundation/NSError.h"
 #include "platform/Foundation/NSObject.h"
 #include "platform/Foundation/NSOperationQueue.h"
@@ -12,7 +13,7 @@
 
 namespace velmora {
 
-/// Reads the device's motion sensors, by the installed motion driver.
+/// Reads the device's motion sensors, by the installed motion driver. Starts and stops may come from any thread.
 class VELMORA_EXPORT CMMotionManager : public NSObject {
 public:
     /// Receives a reading, or null and the error.
@@ -32,14 +33,15 @@ public:
     void startAccelerometerUpdatesToQueue(const std::shared_ptr<NSOperationQueue>& queue, Handler handler);
     /// No handler runs after it returned on the queue that the handler runs on; harmless when stopped.
     void stopAccelerometerUpdates();
-    bool isAccelerometerActive() const { return static_cast<bool>(updates_); }
+    bool isAccelerometerActive() const { return updates_.get() != nullptr; }
 
 private:
     struct Updates;
+    void replaceUpdates(std::shared_ptr<Updates> updates);
 
     std::shared_ptr<MotionDriver> driver_;
     double interval_ = 0.01;
-    std::shared_ptr<Updates> updates_;
+    Guarded<std::shared_ptr<Updates>> updates_;
 };
 
 }
