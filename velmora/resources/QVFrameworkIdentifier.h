@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+namespace velmora {
+
+/// The identifier of the framework's bundle; the labels of its queues begin with it.
+inline constexpr const char* QVFrameworkIdentifier = "org.velmora.Velmora";
+
+}
