@@ -10,7 +10,7 @@
 namespace velmora {
 
 /// Receives sound.
-class AVCaptureAudioDataOutputSampleBufferDelegate {
+class VELMORA_EXPORT AVCaptureAudioDataOutputSampleBufferDelegate {
 public:
     virtual ~AVCaptureAudioDataOutputSampleBufferDelegate() = default;
     virtual void captureOutput(const std::shared_ptr<AVCaptureOutput>& output,
@@ -44,6 +44,8 @@ private:
     mutable std::mutex mutex_;
     std::weak_ptr<AVCaptureAudioDataOutputSampleBufferDelegate> delegate_;
     std::optional<DispatchQueue> queue_;
+    double sampleRate_ = 48000; // of the last piece that came
+    std::int32_t channels_ = 1;
 };
 
 }

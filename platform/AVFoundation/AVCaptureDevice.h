@@ -23,7 +23,7 @@ inline constexpr CMTime AVCaptureExposureDurationCurrent = kCMTimeInvalid;
 inline constexpr float AVCaptureLensPositionCurrent = -3.402823466e+38F;
 
 /// Told of what happens to a device by itself, on a thread of the driver, which waits: hop before doing more.
-class AVCaptureDeviceListener {
+class VELMORA_EXPORT AVCaptureDeviceListener {
 public:
     virtual ~AVCaptureDeviceListener() = default;
     virtual void deviceFailed(const NSError& error) = 0;
@@ -57,7 +57,6 @@ public:
     static std::shared_ptr<AVCaptureDevice> deviceForDriver(const std::shared_ptr<CaptureDeviceDriver>& driver);
 
     explicit AVCaptureDevice(std::shared_ptr<CaptureDeviceDriver> driver);
-    ~AVCaptureDevice() override;
     static const ClassInfo& staticClass();
     const ClassInfo& classInfo() const override { return staticClass(); }
 
@@ -145,11 +144,15 @@ public:
     const std::shared_ptr<CaptureDeviceDriver>& driver() const { return driver_; }
     CaptureDeviceDescription deviceDescription() const { return driver_->description(); }
     CaptureSettings settings() const;
+    /// Frames or sound for `user`, until it stops them; one user at a time.
+    std::optional<NSError> startStream(
+        const void* user, const StreamRequest& request, std::function<void(std::shared_ptr<CMSampleBuffer>)> deliver);
+    void stopStream(const void* user);
     void addListener(const std::weak_ptr<AVCaptureDeviceListener>& listener);
     void removeListener(const AVCaptureDeviceListener* listener);
     /// Makes the format active that the device names for `preset`, if it names one.
     void useFormatForPreset(const std::string& preset);
-    /// Greater than `configurationMoment()` of any earlier moment once somebody has set a format since then.
+    /// When somebody last set a format, as counted by configurationMoment(), which never answers the same twice.
     std::uint64_t formatSetMoment() const;
     static std::uint64_t configurationMoment();
 
@@ -162,11 +165,16 @@ private:
         std::string what;
         CompletionHandler tookEffect;
     };
-    void change(const std::string& what, std::vector<std::string_view> keys,
-        const std::function<void(CaptureSettings&)>& edit, CompletionHandler tookEffect = nullptr);
-    void applyPending();
-    void becomeActive(std::size_t index, const CaptureFormat& format, bool remember);
+    using Edit = std::function<void(CaptureSettings&)>;
+    void change(const std::string& what, const std::vector<std::string_view>& keys, const Edit& edit,
+        CompletionHandler tookEffect = nullptr);
+    void noteUnlocked(const std::string& what) const;
+    void hand(PendingChange next);
+    void makeActive(std::size_t index, const CaptureFormat& format);
+    void hand(const std::string& what) { hand({ {}, what, nullptr }); }
     void take(const CaptureReadings& readings);
+    CaptureReadings currentReadings() const; // every member is present
+    bool zoomFits(double factor) const;
     void setZoom(double factor);
     void stepRamp(std::uint64_t ramp);
     template <class Call> void tellListeners(Call call);
@@ -182,6 +190,7 @@ private:
     bool locked_ = false;
     std::deque<PendingChange> pending_;
     bool applying_ = false;
+    const void* streamUser_ = nullptr;
     std::uint64_t formatSetMoment_ = 0;
     std::uint64_t ramp_ = 0;
     bool ramping_ = false;

@@ -12,7 +12,7 @@ namespace velmora {
 inline constexpr const char* AVMediaTypeMetadataObject = "mobj";
 
 /// Receives what was found in the picture.
-class AVCaptureMetadataOutputObjectsDelegate {
+class VELMORA_EXPORT AVCaptureMetadataOutputObjectsDelegate {
 public:
     using Objects = std::vector<std::shared_ptr<AVMetadataObject>>;
 
@@ -52,7 +52,6 @@ private:
     std::vector<std::string> types_;
     std::weak_ptr<AVCaptureMetadataOutputObjectsDelegate> delegate_;
     std::optional<DispatchQueue> queue_;
-    bool sawSomething_ = false;
 };
 
 }

@@ -26,8 +26,10 @@ public:
     /// The media types of the connections that it wants to an input of `mediaType`, in order.
     virtual std::vector<std::string> connectionTypesFor(const std::string& mediaType) const = 0;
     void setConnections(std::vector<std::shared_ptr<AVCaptureConnection>> connections);
-    /// The session's camera is another one now, or none.
+    /// The camera is another one now, or none.
     virtual void cameraChanged() { }
+    /// Changes what the session asks of the camera, where the output cares.
+    virtual void shape(StreamRequest&) const { }
     /// A frame or a piece of sound, on the driver's thread, which waits.
     virtual void receive(const std::shared_ptr<CMSampleBuffer>&, const std::shared_ptr<AVCaptureConnection>&) { }
     virtual void receiveMetadata(const std::vector<CaptureMetadataObject>&, const std::shared_ptr<AVCaptureConnection>&)
@@ -35,10 +37,10 @@ public:
     }
     /// The camera is gone: nothing that was asked of it will be answered.
     virtual void cameraFailed(const NSError&) { }
+    std::shared_ptr<AVCaptureSession> session() const;
     void setSession(const std::weak_ptr<AVCaptureSession>& session);
 
 protected:
-    std::shared_ptr<AVCaptureSession> session() const;
     /// The camera of the first video connection; empty without one.
     std::shared_ptr<AVCaptureDevice> camera() const;
 

@@ -17,7 +17,7 @@ class NSURL;
 /// Follows one shot: the shutter, each photo, the movie where one was asked for, the end; one call at a time, on the
 /// photo output's own queue. Override what you want to hear, and bring the others in by
 /// `using AVCapturePhotoCaptureDelegate::captureOutput;`.
-class AVCapturePhotoCaptureDelegate {
+class VELMORA_EXPORT AVCapturePhotoCaptureDelegate {
 public:
     virtual ~AVCapturePhotoCaptureDelegate() = default;
 
@@ -26,7 +26,7 @@ public:
         const std::shared_ptr<AVCaptureResolvedPhotoSettings>& /*resolvedSettings*/)
     {
     }
-    /// captureOutput:didFinishProcessingPhoto:error: -- the photo may be empty of data, or missing with an error.
+    /// captureOutput:didFinishProcessingPhoto:error: -- the photo is there with an error too; it may have no data.
     virtual void captureOutput(const std::shared_ptr<AVCapturePhotoOutput>& /*output*/,
         const std::shared_ptr<AVCapturePhoto>& /*photo*/, const std::optional<NSError>& /*error*/)
     {

@@ -37,7 +37,7 @@ public:
     /// While it is on, the output remembers the last 1.5 seconds of frames, at most 1440 by 1080 pixels each.
     bool isLivePhotoCaptureEnabled() const;
     void setLivePhotoCaptureEnabled(bool enabled);
-    /// Frames that do not belong to the moment are cut: those from before the camera last changed.
+    /// YES at first: a movie begins after the last pause of the camera that its frames show.
     bool isLivePhotoAutoTrimmingEnabled() const;
     void setLivePhotoAutoTrimmingEnabled(bool enabled);
 
@@ -59,7 +59,8 @@ private:
     const DispatchQueue queue_;
     const std::shared_ptr<LivePhotoFrames> frames_;
     mutable std::mutex mutex_;
-    bool highResolution_ = false, depth_ = false, matte_ = false, live_ = false, autoTrimming_ = true;
+    bool highResolution_ = false, depth_ = false, matte_ = false, autoTrimming_ = true;
+    std::weak_ptr<AVCaptureDevice> lastCamera_;
     std::vector<std::shared_ptr<PhotoRequest>> requests_;
 };
 

@@ -26,7 +26,7 @@ inline constexpr const char* AVCaptureSessionErrorKey = "AVCaptureSessionErrorKe
 /// Moves frames and sound from its inputs to its outputs. Made by make<AVCaptureSession>(), stopped and empty.
 ///
 /// From any thread. `running` is observable, on the thread that starts or stops.
-class VELMORA_EXPORT AVCaptureSession : public NSObject, public AVCaptureDeviceListener {
+class VELMORA_EXPORT AVCaptureSession : public NSObject {
 public:
     AVCaptureSession();
     ~AVCaptureSession() override;
@@ -63,47 +63,50 @@ public:
     void stopRunning();
     bool isRunning() const;
     bool isInterrupted() const;
-    std::string description() const override;
 
     // For outputs, connections and preview layers.
     std::shared_ptr<AVCaptureDevice> camera() const; ///< Empty without one.
-    void addPreviewLayer(const std::weak_ptr<AVCaptureVideoPreviewLayer>& layer);
-    /// A connection asks for other frames.
+    void addPreviewLayer(const std::shared_ptr<AVCaptureVideoPreviewLayer>& layer);
+    /// An output or a connection asks for other frames.
     void streamRequestChanged();
+
+protected:
+    void didConstruct() override;
 
 private:
     struct Stream;
-    struct Sink;
     struct Sinks;
+    class Listener;
 
-    void deviceFailed(const NSError& error) override;
-    void deviceInterrupted(const std::optional<NSError>& error) override;
-    void deviceInterruptionEnded() override;
-    void deviceFound(const std::vector<CaptureMetadataObject>& objects) override;
+    using Device = std::shared_ptr<AVCaptureDevice>;
+
+    void deviceFailed(const NSError& error);
+    void deviceInterrupted(const std::optional<NSError>& error);
+    void deviceInterruptionEnded();
 
     void changed();
-    std::shared_ptr<AVCaptureDevice> cameraLocked() const;
-    void connect(const std::shared_ptr<AVCaptureOutput>& output);
-    void connectLayers();
-    void reconnectAll();
+    void reconfigure();
+    void connect(AVCaptureOutput& output, const Device& device);
+    void connect(AVCaptureVideoPreviewLayer& layer, const Device& device);
     void publishSinks();
-    void applyPreset();
-    void updateStreams();
-    std::optional<NSError> startStreams();
-    void stopStreams();
-    StreamRequest streamRequest() const;
-    bool waitForStart();
+    void choosePresetFormat(const Device& device) const;
+    std::vector<Device> devices() const;
+    std::vector<std::shared_ptr<AVCaptureVideoPreviewLayer>> layers() const;
+    std::vector<Stream> wantedStreams() const;
+    bool start();
+    void stop();
     void setRunning(bool running);
     void post(const char* name, const std::optional<NSError>& error);
 
-    const DispatchQueue events_;
+    const DispatchQueue events_; // what devices tell is taken up here, never on their own threads
     const std::shared_ptr<Sinks> sinks_;
+    std::shared_ptr<Listener> listener_;
 
     std::recursive_mutex runMutex_; // one start, stop or reconfiguration of the devices at a time
     std::vector<Stream> streams_;
-    bool wanted_ = false;
+    bool wanted_ = false; // started and not stopped since, whatever the devices did
 
-    mutable std::recursive_mutex mutex_; // what follows
+    mutable std::mutex mutex_; // what follows; never held while a driver or an observer is called
     std::vector<std::shared_ptr<AVCaptureInput>> inputs_;
     std::vector<std::shared_ptr<AVCaptureOutput>> outputs_;
     std::vector<std::weak_ptr<AVCaptureVideoPreviewLayer>> layers_;

@@ -11,7 +11,7 @@
 namespace velmora {
 
 /// Receives frames. A class that is also the delegate of an AVCaptureAudioDataOutput overrides one function for both.
-class AVCaptureVideoDataOutputSampleBufferDelegate {
+class VELMORA_EXPORT AVCaptureVideoDataOutputSampleBufferDelegate {
 public:
     virtual ~AVCaptureVideoDataOutputSampleBufferDelegate() = default;
     virtual void captureOutput(const std::shared_ptr<AVCaptureOutput>& output,
@@ -60,11 +60,12 @@ public:
         const std::string& fileType) const;
 
     std::vector<std::string> connectionTypesFor(const std::string& mediaType) const override;
+    void shape(StreamRequest& request) const override;
     void receive(
         const std::shared_ptr<CMSampleBuffer>& buffer, const std::shared_ptr<AVCaptureConnection>& connection) override;
 
 private:
-    bool mayWait();
+    bool admit();
     void deliver(const std::shared_ptr<CMSampleBuffer>& buffer, const std::shared_ptr<AVCaptureConnection>& connection);
 
     mutable std::mutex mutex_;

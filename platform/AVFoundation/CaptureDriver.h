@@ -44,7 +44,8 @@ struct CaptureDeviceDescription {
     std::optional<AVCaptureDevicePosition> foundAt; ///< where discovery finds it, when it differs from `position`
     std::vector<CaptureFormat> formats; ///< in the device's order; may be empty
     std::size_t activeFormat = 0;
-    /// The presets that the device can do, with the format that each selects, if it selects one.
+    /// The presets that the device can do, with the format that each selects, if it selects one. Empty: all of them,
+    /// and none selects a format.
     std::map<std::string, std::optional<std::size_t>> presets;
     std::vector<int> flashModes, torchModes, focusModes, exposureModes, whiteBalanceModes, stabilizationModes;
     std::vector<std::uint32_t> rawFormats, previewFormats; ///< four-character codes, the preferred first
@@ -55,7 +56,8 @@ struct CaptureDeviceDescription {
     float maxWhiteBalanceGain = 1, aperture = 0; ///< f-number
     float focalLength = 0, focalLengthIn35mm = 0; ///< millimetres; 0 is unknown
     std::string lensModel;
-    /// Degrees counter-clockwise that the sensor's picture must be turned to stand upright on the device held upright.
+    /// Degrees clockwise that the sensor's picture must be turned to stand upright when the device is held upright: 0,
+    /// 90, 180 or 270.
     int sensorRotation = 90;
 };
 

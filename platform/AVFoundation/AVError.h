@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+
+namespace velmora {
+
+/// Codes of errors in AVFoundationErrorDomain.
+enum AVError : std::int64_t {
+    AVErrorUnknown = -11800,
+    AVErrorSessionNotRunning = -11803,
+    AVErrorDeviceAlreadyUsedByAnotherSession = -11804,
+    AVErrorNoDataCaptured = -11805,
+    AVErrorDeviceNotConnected = -11814,
+    AVErrorEncoderNotFound = -11834,
+};
+
+}
