@@ -13,8 +13,7 @@ endif()
 
 install(DIRECTORY platform velmora DESTINATION ${headers} FILES_MATCHING PATTERN *.h)
 install(FILES drivers/installDefaults.h DESTINATION ${headers}/drivers)
-file(GLOB phone CONFIGURE_DEPENDS drivers/phone/*.h)
-install(FILES ${phone} DESTINATION ${headers}/drivers/phone)
+install(FILES drivers/phone/VirtualPhone.h drivers/phone/PhoneDescription.h DESTINATION ${headers}/drivers/phone)
 install(DIRECTORY velmora/resources/ DESTINATION ${CMAKE_INSTALL_DATADIR}/velmora OPTIONAL)
 install(FILES LICENSE docs/licences.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 

@@ -11,7 +11,8 @@ namespace velmora {
 /// Property lists in their readable form, for files that people look at: user defaults and information dictionaries.
 /// Dates keep whole seconds.
 
-/// Throws NSError (NSCocoaErrorDomain) when a value has no place in a property list: nil, or an object of another class.
+/// Throws NSError (NSCocoaErrorDomain) when a value has no place in a property list: nil, or an object of another
+/// class.
 std::string propertyListText(const ArchiveDictionary& values);
 
 /// Reads the readable form and the binary one. Throws NSError (NSCocoaErrorDomain) for anything else, for a list that
