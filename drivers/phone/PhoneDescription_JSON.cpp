@@ -185,8 +185,8 @@ void readFormats(JSONObject& object, Camera& camera, const FormatsByName& format
         if (!v.json().is_object())
             v.refuse("it must be an object: presets with the format that each selects, or null");
         JSONObject presets(v);
-        for (const auto& [preset, ignored] : v.json().items())
-            presets.member(preset, [&, &preset = preset](const JSONValue& selected) {
+        for (const auto& item : v.json().items())
+            presets.member(item.key(), [&, preset = item.key()](const JSONValue& selected) {
                 auto& index = camera.presets[preset];
                 if (selected.json().is_null())
                     return;
@@ -257,9 +257,9 @@ void readCameras(JSONObject& object, PhoneDescription& description)
     FormatsByName formats;
     object.member("formats", [&](const JSONValue& v) {
         JSONObject named(v);
-        for (const auto& [name, ignored] : v.json().items())
+        for (const auto& item : v.json().items())
             named.member(
-                name, [&formats, &name = name](const JSONValue& entry) { formats.emplace(name, format(entry)); });
+                item.key(), [&, name = item.key()](const JSONValue& entry) { formats.emplace(name, format(entry)); });
     });
     object.member("cameras", [&](const JSONValue& v) {
         const auto entries = v.list();

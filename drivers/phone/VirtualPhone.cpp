@@ -10,11 +10,15 @@
 #include "platform/Foundation/SystemVersion.h"
 #include "platform/UIKit/UIApplication.h"
 
+#include "drivers/phone/PhoneCapture.h"
 #include "drivers/phone/PhoneGeocoder.h"
 #include "drivers/phone/PhoneLocation.h"
 #include "drivers/phone/PhoneMotion.h"
 #include "drivers/phone/PhoneState.h"
 
+#include <algorithm>
+#include <cmath>
+#include <iterator>
 #include <utility>
 
 namespace velmora::drivers::phone {
@@ -37,6 +41,39 @@ private:
     std::shared_ptr<Driver> before_;
 };
 
+CMTime durationOf(double seconds)
+{
+    constexpr std::int32_t fineTimescale = 1000000000;
+    return std::isinf(seconds) ? kCMTimeIndefinite : CMTimeMakeWithSeconds(seconds, fineTimescale);
+}
+
+CaptureReadings readingOf(const std::string& key, double value)
+{
+    CaptureReadings reading;
+    const std::pair<const char*, std::optional<float> CaptureReadings::*> numbers[] { { "ISO", &CaptureReadings::ISO },
+        { "lensPosition", &CaptureReadings::lensPosition },
+        { "exposureTargetOffset", &CaptureReadings::exposureTargetOffset },
+        { "exposureTargetBias", &CaptureReadings::exposureTargetBias } };
+    const std::pair<const char*, std::optional<bool> CaptureReadings::*> flags[] {
+        { "adjustingFocus", &CaptureReadings::adjustingFocus },
+        { "adjustingExposure", &CaptureReadings::adjustingExposure },
+        { "adjustingWhiteBalance", &CaptureReadings::adjustingWhiteBalance }
+    };
+    for (const auto& [name, member] : numbers)
+        if (key == name)
+            reading.*member = static_cast<float>(value);
+    for (const auto& [name, member] : flags)
+        if (key == name)
+            reading.*member = value != 0;
+    if (key == "exposureDuration")
+        reading.exposureDuration = durationOf(value);
+    else if (std::none_of(std::begin(numbers), std::end(numbers), [&](const auto& n) { return key == n.first; })
+        && std::none_of(std::begin(flags), std::end(flags), [&](const auto& f) { return key == f.first; }))
+        throw NSException(
+            NSInvalidArgumentException, "[VirtualPhone] A device has no reading \"" + key + "\"; see setReading.");
+    return reading;
+}
+
 /// The phone's own time, and everything on the thread that moves it. Devices may outlive the phone, so they share
 /// the clock.
 struct OwnTime {
@@ -54,7 +91,13 @@ struct VirtualPhone::Parts {
     {
         versionBefore = SystemVersion::install([shared = state] { return shared->description()->systemVersion; });
     }
-    ~Parts() { SystemVersion::install(std::move(versionBefore)); }
+    ~Parts()
+    {
+        SystemVersion::install(std::move(versionBefore));
+        for (const auto& camera : capture->started())
+            camera->end();
+        capture->microphone().end();
+    }
     Parts(const Parts&) = delete;
     Parts& operator=(const Parts&) = delete;
 
@@ -76,9 +119,12 @@ struct VirtualPhone::Parts {
     std::shared_ptr<PhoneState> state;
     SystemVersion::Source versionBefore;
     std::shared_ptr<PhoneMotion> motion = std::make_shared<PhoneMotion>(state);
+    std::shared_ptr<PhoneWorld> world = std::make_shared<PhoneWorld>(state, motion);
+    std::shared_ptr<PhoneCapture> capture = std::make_shared<PhoneCapture>(world);
     std::shared_ptr<PhoneLocation> location = std::make_shared<PhoneLocation>(state);
     std::shared_ptr<PhoneGeocoder> geocoder = std::make_shared<PhoneGeocoder>(state, GeocodingDriver::installed());
     Installation<MotionDriver> motionInstalled { motion };
+    Installation<CaptureDriver> captureInstalled { capture };
     Installation<LocationDriver> locationInstalled { location };
     Installation<GeocodingDriver> geocoderInstalled { geocoder };
     std::vector<JournalEntry> journalShown;
@@ -98,14 +144,22 @@ VirtualPhone::~VirtualPhone() = default;
 
 void VirtualPhone::change(const std::function<void(PhoneDescription&)>& edit)
 {
-    int before = 0, after = 0;
+    Permissions before, after;
+    std::shared_ptr<Scene> scene;
     parts_->state->change([&](PhoneDescription& description) {
-        before = description.permissions.location;
+        before = description.permissions;
+        const std::string footage = description.footage;
         edit(description);
-        after = description.permissions.location;
+        after = description.permissions;
+        if (description.footage != footage)
+            scene = Scene::open(description.footage);
     });
-    if (before != after)
-        parts_->location->authorizationChanged(after);
+    if (scene)
+        parts_->world->setScene(scene);
+    if (before.location != after.location)
+        parts_->location->authorizationChanged(after.location);
+    if (before.camera != after.camera)
+        parts_->capture->cameraPermissionChanged(after.camera);
 }
 
 ManualClock& VirtualPhone::clock()
@@ -125,6 +179,16 @@ const std::vector<JournalEntry>& VirtualPhone::journal() const
 void VirtualPhone::fail(Fault fault)
 {
     parts_->state->fail(std::move(fault));
+}
+
+void VirtualPhone::unplug(const std::string& camera, std::uint64_t afterFrame)
+{
+    parts_->capture->camera(camera)->unplug(afterFrame);
+}
+
+void VirtualPhone::fullAfter(std::uint64_t bytes)
+{
+    parts_->world->fullAfter(bytes);
 }
 
 void VirtualPhone::tilt(double x, double y, double z, std::optional<NSError> error)
@@ -147,6 +211,46 @@ void VirtualPhone::answerNextGeocode(PlaceAnswer answer)
     parts_->geocoder->answerNext(std::move(answer));
 }
 
+void VirtualPhone::scriptNextPhoto(std::vector<PhotoEvent> events)
+{
+    parts_->world->scriptNextPhoto(std::move(events));
+}
+
+void VirtualPhone::showFaces(std::size_t count)
+{
+    for (const auto& camera : parts_->capture->started())
+        camera->showFaces(count);
+}
+
+void VirtualPhone::sendFrame()
+{
+    for (const auto& camera : parts_->capture->started())
+        camera->sendFrame();
+}
+
+void VirtualPhone::sendAudio()
+{
+    parts_->capture->microphone().sendAudio();
+}
+
+void VirtualPhone::interruptSession(std::optional<NSError> error)
+{
+    for (const auto& camera : parts_->capture->inUse())
+        camera->interrupt(error);
+}
+
+void VirtualPhone::resumeSession()
+{
+    for (const auto& camera : parts_->capture->inUse())
+        camera->resume();
+}
+
+void VirtualPhone::breakSession(NSError error)
+{
+    for (const auto& camera : parts_->capture->inUse())
+        camera->fail(error);
+}
+
 void VirtualPhone::resignActive()
 {
     NSNotificationCenter::defaultCenter().postNotificationName(UIApplicationWillResignActiveNotification, nullptr);
@@ -160,6 +264,16 @@ void VirtualPhone::becomeActive()
 void VirtualPhone::significantTimeChange()
 {
     NSNotificationCenter::defaultCenter().postNotificationName(UIApplicationSignificantTimeChangeNotification, nullptr);
+}
+
+void VirtualPhone::moveLens(const std::string& camera, float position)
+{
+    parts_->capture->camera(camera)->moveLens(position);
+}
+
+void VirtualPhone::setReading(const std::string& camera, const std::string& key, double value)
+{
+    parts_->capture->camera(camera)->report(readingOf(key, value));
 }
 
 }

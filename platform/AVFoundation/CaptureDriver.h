@@ -115,9 +115,9 @@ struct CapturedStill {
 
 struct StillRequest {
     bool processed = true; ///< a picture for an ordinary file
-    std::optional<std::uint32_t> rawFormat; ///< a RAW picture too, or alone
+    std::optional<std::uint32_t> rawFormat {}; ///< a RAW picture too, or alone
     int flashMode = 0;
-    std::optional<std::uint32_t> previewFormat;
+    std::optional<std::uint32_t> previewFormat {};
     std::int32_t previewWidth = 0; ///< pixels; the height follows the picture's shape
     bool livePhoto = false; ///< the service writes the movie; the driver only paces the callbacks
 };
