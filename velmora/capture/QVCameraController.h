@@ -238,6 +238,15 @@ public:
         audioSampleBufferProcessor_.set(std::move(processor));
     }
 
+    // What the outputs and captures tell their delegate; each on the queue that it was given.
+
+    void captureOutput(const std::shared_ptr<AVCaptureOutput>& output,
+        const std::shared_ptr<CMSampleBuffer>& sampleBuffer,
+        const std::shared_ptr<AVCaptureConnection>& connection) override;
+    void captureOutput(const std::shared_ptr<AVCaptureOutput>& output, const Objects& objects,
+        const std::shared_ptr<AVCaptureConnection>& connection) override;
+    void photoCaptureDidComplete(const std::shared_ptr<QVPhotoCapture>& capture, std::int64_t uniqueID) override;
+
 protected:
     void didConstruct() override;
 
@@ -257,13 +266,6 @@ private:
     void _matchStillImageOutputToDeviceOrientation();
     void _setupSessionToReceiveSampleBuffers(QVSampleBufferTypes types);
     void _matchVideoOutputOrientationToSampleBufferOrientation();
-
-    void captureOutput(const std::shared_ptr<AVCaptureOutput>& output,
-        const std::shared_ptr<CMSampleBuffer>& sampleBuffer,
-        const std::shared_ptr<AVCaptureConnection>& connection) override;
-    void captureOutput(const std::shared_ptr<AVCaptureOutput>& output, const Objects& objects,
-        const std::shared_ptr<AVCaptureConnection>& connection) override;
-    void photoCaptureDidComplete(const std::shared_ptr<QVPhotoCapture>& capture, std::int64_t uniqueID) override;
 
     void configureSession();
     std::shared_ptr<AVCaptureDevice> depthCameraForConstruction();

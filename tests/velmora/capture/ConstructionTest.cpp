@@ -54,12 +54,12 @@ TEST_F(Construction, EachLongerInitialiserTakesOneMore)
         camera.performSelector("initWithDevicePosition:", AVCaptureDevicePositionFront));
     const auto bare = unbox<std::shared_ptr<QVCameraController>>(camera.performSelector(
         "initWithDevicePosition:captureIntent:", AVCaptureDevicePositionFront, QVCameraCaptureIntentReserved));
-    const auto high = unbox<std::shared_ptr<QVCameraController>>(
-        camera.performSelector("initWithDevicePosition:captureIntent:captureSessionPreset:",
-            AVCaptureDevicePositionFront, QVCameraCaptureIntentStillImage, AVCaptureSessionPresetHigh));
-    const auto withoutPreset = unbox<std::shared_ptr<QVCameraController>>(
-        camera.performSelector("initWithDevicePosition:captureIntent:captureSessionPreset:",
-            AVCaptureDevicePositionFront, QVCameraCaptureIntentStillImage, nullptr));
+    const auto high = unbox<std::shared_ptr<QVCameraController>>(camera.performSelector(
+        "initWithDevicePosition:captureIntent:captureSessionPreset:", AVCaptureDevicePositionFront,
+        QVCameraCaptureIntentStillImage, AVCaptureSessionPresetHigh));
+    const auto withoutPreset = unbox<std::shared_ptr<QVCameraController>>(camera.performSelector(
+        "initWithDevicePosition:captureIntent:captureSessionPreset:", AVCaptureDevicePositionFront,
+        QVCameraCaptureIntentStillImage, nullptr));
 
     EXPECT_EQ(front->devicePosition(), AVCaptureDevicePositionFront);
     EXPECT_EQ(bare->captureSession()->outputs().size(), 0U);
@@ -220,7 +220,8 @@ TEST_F(Construction, AVideoInputThatComesWithAnErrorIsAddedAllTheSame)
     construct();
 
     EXPECT_EQ(log.lines(),
-        Lines { "[QVCameraController] Error creating video device input: Error Domain=Camera Code=7 \"It is stuck.\"" });
+        Lines {
+            "[QVCameraController] Error creating video device input: Error Domain=Camera Code=7 \"It is stuck.\"" });
     EXPECT_EQ(controller->captureSession()->inputs().size(), 1U);
 }
 

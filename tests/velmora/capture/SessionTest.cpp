@@ -12,8 +12,7 @@ namespace velmora::tests {
 
 using namespace drivers::phone;
 
-constexpr const char* stopMessage
-    = "[QVCameraController] Disabling camera hardware to conserve battery / memory.";
+constexpr const char* stopMessage = "[QVCameraController] Disabling camera hardware to conserve battery / memory.";
 
 class Session : public ControllerTest {
 protected:
