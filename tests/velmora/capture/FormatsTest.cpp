@@ -10,6 +10,11 @@ namespace velmora::tests {
 
 using namespace drivers::phone;
 
+FrameRates upTo(double maximum, double minimum = 1)
+{
+    return { minimum, maximum, std::nullopt };
+}
+
 Format formatOf(
     CMVideoDimensions size, std::vector<FrameRates> rates = { {} }, std::vector<CMVideoDimensions> depth = {})
 {
@@ -58,7 +63,7 @@ using FrameRate = FormatTest;
 
 TEST_F(FrameRate, IsTheTimescaleOfTheLongestFrame)
 {
-    constructWith({ formatOf({ 640, 480 }, { { 1, 60 } }) });
+    constructWith({ formatOf({ 640, 480 }, { upTo(60) }) });
     const auto device = controller->currentVideoCaptureDevice();
     device->lockForConfiguration();
     device->setActiveVideoMaxFrameDuration(CMTimeMake(2, 60));
@@ -71,7 +76,7 @@ TEST_F(FrameRate, IsTheTimescaleOfTheLongestFrame)
 
 TEST_F(FrameRate, BetweenTheLimitsIsSetForBothDurations)
 {
-    constructWith({ formatOf({ 640, 480 }, { { 1, 60 } }) });
+    constructWith({ formatOf({ 640, 480 }, { upTo(60) }) });
     controller->setVideoFrameRate(24);
 
     EXPECT_EQ(controller->videoFrameRate(), 24U);
@@ -101,7 +106,7 @@ TEST_F(FrameRate, TheMinimumIsRefusedToo)
 
 TEST_F(FrameRate, AnyRangeOfTheActiveFormatWillDo)
 {
-    constructWith({ formatOf({ 640, 480 }, { { 1, 30 }, { 20, 60 } }), formatOf({ 640, 480 }, { { 1, 240 } }) });
+    constructWith({ formatOf({ 640, 480 }, { upTo(30), upTo(60, 20) }), formatOf({ 640, 480 }, { upTo(240) }) });
     controller->setVideoFrameRate(30);
     EXPECT_EQ(controller->videoFrameRate(), 30U);
 
@@ -121,7 +126,7 @@ TEST_F(FrameRate, AHugeRatePrintsCutTo32Bits)
 
 TEST_F(FrameRate, AFailedLockLeavesTheRateOfTheDeviceAlone)
 {
-    constructWith({ formatOf({ 640, 480 }, { { 1, 60 } }) });
+    constructWith({ formatOf({ 640, 480 }, { upTo(60) }) });
     phone.failNextLock(NSError("Camera", 5, "Somebody has it."));
     controller->setVideoFrameRate(24);
 
@@ -132,7 +137,7 @@ TEST_F(FrameRate, AFailedLockLeavesTheRateOfTheDeviceAlone)
 
 TEST_F(FrameRate, IsPreferredEvenWhenTheLockFailed)
 {
-    constructWith({ formatOf({ 640, 480 }, { { 1, 60 } }) });
+    constructWith({ formatOf({ 640, 480 }, { upTo(60) }) });
     phone.failNextLock(NSError("Camera", 5));
     controller->setVideoFrameRate(24);
     controller->resetToSessionPreset();
@@ -155,8 +160,8 @@ using HighSpeed = FormatTest;
 
 TEST_F(HighSpeed, TakesTheFirstOfTheFastestFormats)
 {
-    constructWith({ formatOf({ 640, 480 }), formatOf({ 640, 480 }, { { 1, 60 }, { 1, 240 } }),
-        formatOf({ 320, 240 }, { { 1, 240 } }) });
+    constructWith({ formatOf({ 640, 480 }), formatOf({ 640, 480 }, { upTo(60), upTo(240) }),
+        formatOf({ 320, 240 }, { upTo(240) }) });
     controller->enableHighSpeedCaptureWithFrameRate(120);
 
     EXPECT_EQ(indexOfActiveFormat(), 1U);
@@ -165,7 +170,7 @@ TEST_F(HighSpeed, TakesTheFirstOfTheFastestFormats)
 
 TEST_F(HighSpeed, ItsMaximumItselfSucceeds)
 {
-    constructWith({ formatOf({ 640, 480 }), formatOf({ 640, 480 }, { { 1, 240 } }) });
+    constructWith({ formatOf({ 640, 480 }), formatOf({ 640, 480 }, { upTo(240) }) });
     controller->enableHighSpeedCaptureWithFrameRate(240);
 
     EXPECT_EQ(controller->videoFrameRate(), 240U);
@@ -173,7 +178,7 @@ TEST_F(HighSpeed, ItsMaximumItselfSucceeds)
 
 TEST_F(HighSpeed, BeyondItsMaximumNothingHappensInSilence)
 {
-    constructWith({ formatOf({ 640, 480 }), formatOf({ 640, 480 }, { { 1, 240 } }) });
+    constructWith({ formatOf({ 640, 480 }), formatOf({ 640, 480 }, { upTo(240) }) });
     controller->enableHighSpeedCaptureWithFrameRate(241);
 
     EXPECT_EQ(indexOfActiveFormat(), 0U);
@@ -182,7 +187,7 @@ TEST_F(HighSpeed, BeyondItsMaximumNothingHappensInSilence)
 
 TEST_F(HighSpeed, AFailedLockIsSilent)
 {
-    constructWith({ formatOf({ 640, 480 }), formatOf({ 640, 480 }, { { 1, 240 } }) });
+    constructWith({ formatOf({ 640, 480 }), formatOf({ 640, 480 }, { upTo(240) }) });
     phone.failNextLock(NSError("Camera", 5));
     controller->enableHighSpeedCaptureWithFrameRate(120);
 
@@ -192,7 +197,7 @@ TEST_F(HighSpeed, AFailedLockIsSilent)
 
 TEST_F(HighSpeed, IsNotAPreferredRate)
 {
-    constructWith({ formatOf({ 640, 480 }), formatOf({ 640, 480 }, { { 1, 240 } }) });
+    constructWith({ formatOf({ 640, 480 }), formatOf({ 640, 480 }, { upTo(240) }) });
     controller->enableHighSpeedCaptureWithFrameRate(120);
     controller->resetToSessionPreset();
 
@@ -221,7 +226,7 @@ TEST_F(HighSpeed, WithoutFormatsThereIsNoBestOne)
 
 TEST_F(FormatTest, StillDimensionsAreTheActiveFormats)
 {
-    constructWith({ formatOf({ 640, 480 }), formatOf({ 320, 240 }, { { 1, 240 } }) });
+    constructWith({ formatOf({ 640, 480 }), formatOf({ 320, 240 }, { upTo(240) }) });
     EXPECT_EQ(controller->stillImageOutputDimensions(), (CMVideoDimensions { 1280, 960 }));
 
     controller->enableHighSpeedCaptureWithFrameRate(240);

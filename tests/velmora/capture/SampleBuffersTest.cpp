@@ -233,7 +233,7 @@ TEST_F(SessionPreset, ResetMayFindThePreferredRateRefusedByAnotherFormat)
     phone.change([](PhoneDescription& description) {
         auto& camera = description.cameras[0];
         camera.formats.push_back(camera.formats[0]);
-        camera.formats[0].frameRates = { { 1, 60 } };
+        camera.formats[0].frameRates = { { 1, 60, std::nullopt } };
         camera.presets = { { AVCaptureSessionPresetPhoto, 0 }, { AVCaptureSessionPresetHigh, 1 } };
     });
     construct();
