@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "velmora/capture/QVCameraController.h"
 
+#include "velmora/resources/QVFrameworkIdentifier.h"
 #include "velmora/results/QVLocationProvider.h"
 
 #include "platform/AVFoundation/AVCaptureDevice.h"
@@ -114,6 +115,10 @@ const ClassInfo& QVCameraController::staticClass()
         method<overload<const std::shared_ptr<AVCaptureOutput>&, const Objects&,
             const std::shared_ptr<AVCaptureConnection>&>(&QVCameraController::captureOutput)>(
             "captureOutput:didOutputMetadataObjects:fromConnection:"),
+        method<&QVCameraController::recommendedVideoSettingsForAssetWriterWithOutputFileType>(
+            "recommendedVideoSettingsForAssetWriterWithOutputFileType:"),
+        method<&QVCameraController::recommendedAudioSettingsForAssetWriterWithOutputFileType>(
+            "recommendedAudioSettingsForAssetWriterWithOutputFileType:"),
         method<&QVCameraController::_configureCamera>("_configureCamera:"),
         method<&QVCameraController::_startAdditionalServices>("_startAdditionalServices"),
         method<&QVCameraController::_stopSessionIfAllowed>("_stopSessionIfAllowed"),
@@ -142,8 +147,8 @@ const ClassInfo& QVCameraController::staticClass()
 QVCameraController::QVCameraController(
     AVCaptureDevicePosition position, QVCameraCaptureIntent intent, std::optional<std::string> preset)
     : requestedPosition_(position)
-    , videoProcessQueue_(std::string(velmoraIdentifier) + ".videoProcessQueue")
-    , sessionQueue_(std::string(velmoraIdentifier) + ".cameraSessionQueue")
+    , videoProcessQueue_(std::string(QVFrameworkIdentifier) + ".videoProcessQueue")
+    , sessionQueue_(std::string(QVFrameworkIdentifier) + ".cameraSessionQueue")
     , captureIntent_(intent)
     , captureSessionPreset_(std::move(preset).value_or(AVCaptureSessionPresetPhoto))
 {

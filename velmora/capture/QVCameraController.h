@@ -238,6 +238,12 @@ public:
         audioSampleBufferProcessor_.set(std::move(processor));
     }
 
+    /// For a writer of the application's own; empty without the output, or without a device for it.
+    std::optional<ArchiveDictionary> recommendedVideoSettingsForAssetWriterWithOutputFileType(
+        const std::string& fileType) const;
+    std::optional<ArchiveDictionary> recommendedAudioSettingsForAssetWriterWithOutputFileType(
+        const std::string& fileType) const;
+
     // What the outputs and captures tell their delegate; each on the queue that it was given.
 
     void captureOutput(const std::shared_ptr<AVCaptureOutput>& output,

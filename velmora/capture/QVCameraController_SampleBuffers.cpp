@@ -100,6 +100,20 @@ void QVCameraController::endReceivingSampleBuffer()
     setAudioSampleBufferProcessor(nullptr);
 }
 
+std::optional<ArchiveDictionary> QVCameraController::recommendedVideoSettingsForAssetWriterWithOutputFileType(
+    const std::string& fileType) const
+{
+    const auto output = videoDataOutput_.get();
+    return output ? output->recommendedVideoSettingsForAssetWriterWithOutputFileType(fileType) : std::nullopt;
+}
+
+std::optional<ArchiveDictionary> QVCameraController::recommendedAudioSettingsForAssetWriterWithOutputFileType(
+    const std::string& fileType) const
+{
+    const auto output = audioDataOutput_.get();
+    return output ? output->recommendedAudioSettingsForAssetWriterWithOutputFileType(fileType) : std::nullopt;
+}
+
 void QVCameraController::captureOutput(const std::shared_ptr<AVCaptureOutput>& output,
     const std::shared_ptr<CMSampleBuffer>& sampleBuffer, const std::shared_ptr<AVCaptureConnection>&)
 {

@@ -194,6 +194,16 @@ TEST_F(SampleBuffers, AnOrientationReachesThePhotoOutputToo)
         AVCaptureVideoOrientationLandscapeRight);
 }
 
+TEST_F(SampleBuffers, RecommendWriterSettingsWhereThereIsAnOutput)
+{
+    construct(QVCameraCaptureIntentSampleBuffers | QVCameraCaptureIntentAudio);
+    EXPECT_TRUE(controller->recommendedVideoSettingsForAssetWriterWithOutputFileType(AVFileTypeQuickTimeMovie));
+    EXPECT_FALSE(controller->recommendedAudioSettingsForAssetWriterWithOutputFileType(AVFileTypeQuickTimeMovie));
+
+    controller->prepareToReceiveSampleBuffers(QVSampleBufferTypeAudio);
+    EXPECT_TRUE(controller->recommendedAudioSettingsForAssetWriterWithOutputFileType(AVFileTypeQuickTimeMovie));
+}
+
 class SessionPreset : public ControllerTest { };
 
 TEST_F(SessionPreset, ResetAppliesTheStoredOne)
