@@ -257,6 +257,18 @@ TEST_F(CaptureOrientation, ConnectionsThatHaveItAreNotWritten)
 
 using SelfSyncDeathTest = ControllerTest;
 
+TEST_F(SelfSyncDeathTest, StartingFromABlockOfTheSessionQueueStopsTheProcessWithTheQueuesName)
+{
+    EXPECT_DEATH(
+        {
+            construct();
+            const auto token = controller->captureSession()->observe("running", NSKeyValueObservingOptionNew,
+                [this](const NSKeyValueChange&) { controller->startSession(); });
+            controller->startSession();
+        },
+        "org\\.velmora\\.Velmora\\.cameraSessionQueue");
+}
+
 TEST_F(SelfSyncDeathTest, ReconfiguringFromAnObserverOfFacesStopsTheProcessWithTheQueuesName)
 {
     EXPECT_DEATH(
