@@ -33,7 +33,7 @@ public:
         }
         return value;
     }
-    /// Reads or changes the value in place, under the lock: `use` must not call into other classes.
+    /// Reads or changes the value in place, under the lock: `use` must not reach this value again.
     template <class Use> auto with(Use use)
     {
         const std::lock_guard lock(mutex_);

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+/// Everything that an application needs.
+
+#include "velmora/capture/QVCameraController.h"
+#include "velmora/capture/QVImageOrientation.h"
+#include "velmora/capture/QVUTTypeDNG.h"
+#include "velmora/capture/QVVideoStabilizationTitle.h"
+#include "velmora/results/QVCaptureLocationInfo.h"
+#include "velmora/results/QVLocationProvider.h"
+#include "velmora/results/QVPhotoCaptureOutput.h"
+
+#include "platform/AVFoundation/AVCaptureDevice.h"
+#include "platform/AVFoundation/AVCaptureSession.h"
+#include "platform/AVFoundation/AVCaptureVideoPreviewLayer.h"
+#include "platform/Foundation/NSLog.h"
+#include "platform/Foundation/NSNotificationCenter.h"
+#include "platform/Foundation/NSRunLoop.h"

@@ -1,0 +1,341 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "velmora/capture/QVCameraCaptureIntent.h"
+#include "velmora/capture/QVCameraControllerDelegate.h"
+#include "velmora/capture/QVRawCaptureMode.h"
+#include "velmora/capture/QVSampleBufferTypes.h"
+#include "velmora/model/QVLensType.h"
+#include "velmora/results/QVPhotoCapture.h"
+
+#include "platform/AVFoundation/AVCaptureAudioDataOutput.h"
+#include "platform/AVFoundation/AVCaptureMetadataOutput.h"
+#include "platform/AVFoundation/AVCaptureVideoDataOutput.h"
+#include "platform/AVFoundation/AVMediaTypes.h"
+#include "platform/CoreMedia/CMTime.h"
+#include "platform/CoreMotion/MotionDriver.h"
+#include "platform/Foundation/DispatchQueue.h"
+#include "platform/Foundation/Guarded.h"
+#include "platform/Foundation/NSObject.h"
+#include "platform/UIKit/UIOrientation.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+class AVCaptureConnection;
+class AVCaptureDevice;
+class AVCaptureDeviceFormat;
+class AVCaptureDeviceInput;
+class AVCapturePhotoOutput;
+class AVCapturePhotoSettings;
+class AVCaptureSession;
+class AVCaptureVideoPreviewLayer;
+class AVFrameRateRange;
+class CMMotionManager;
+class NSTimer;
+class QVLocationProvider;
+struct NSNotification;
+
+/// Posted when the session reports an error; the object is the error itself, and there is no user information. It is
+/// posted on the thread on which the session reported.
+inline constexpr const char* kQVCaptureSessionErrorOccurredNotification = "QVCaptureSessionErrorOccurred";
+
+/// Owns the cameras' capture session and everything that configures and drives it: one for each camera screen.
+///
+/// Make it by make<QVCameraController>(...), then call startSession(). Operations run on the caller's thread unless
+/// they say otherwise. The session is reconfigured on a serial queue of the controller's own, and calls that wait for
+/// it must not be made from blocks of that queue: they stop the process with a message. Failures of a device are
+/// written to the log, and the operation returns without effect; values outside a device's limits are refused, never
+/// clamped. Without a camera the controller is a valid object whose device operations have no effect.
+class VELMORA_EXPORT QVCameraController : public NSObject,
+                                          public AVCaptureVideoDataOutputSampleBufferDelegate,
+                                          public AVCaptureAudioDataOutputSampleBufferDelegate,
+                                          public AVCaptureMetadataOutputObjectsDelegate,
+                                          public QVPhotoCaptureDelegate {
+public:
+    using CaptureBeganHandler = QVPhotoCapture::CaptureBeganHandler;
+    using PhotoOutputHandler = QVPhotoCapture::CapturePhotoOutputHandler;
+    using CaptureCompletedHandler = QVPhotoCapture::CaptureCompletedHandler;
+    using SampleBufferProcessor = std::function<void(const std::shared_ptr<CMSampleBuffer>&)>;
+
+    /// Configures a session, which is not started. No preset: AVCaptureSessionPresetPhoto. A preset that the session
+    /// cannot use becomes AVCaptureSessionPresetHigh.
+    explicit QVCameraController(AVCaptureDevicePosition position = AVCaptureDevicePositionBack,
+        QVCameraCaptureIntent intent = QVCameraCaptureIntentStillImage, std::optional<std::string> preset = {});
+    /// The session stops on the session queue, which keeps it until then.
+    ~QVCameraController() override;
+    static const ClassInfo& staticClass();
+    const ClassInfo& classInfo() const override { return staticClass(); }
+
+    /// Asked before a delayed stop; held weakly.
+    std::shared_ptr<QVCameraControllerDelegate> delegate() const { return delegate_.get().lock(); }
+    void setDelegate(const std::weak_ptr<QVCameraControllerDelegate>& delegate) { delegate_.set(delegate); }
+
+    // The session
+
+    std::shared_ptr<AVCaptureSession> captureSession() const { return captureSession_.get(); }
+    void setCaptureSession(std::shared_ptr<AVCaptureSession> session) { captureSession_.set(std::move(session)); }
+    /// The session's picture, ready to be put into a layer or a viewfinder.
+    const std::shared_ptr<AVCaptureVideoPreviewLayer>& previewLayer() const { return previewLayer_; }
+    /// What the session returns to. Setting it only stores it: a change of the camera and resetToSessionPreset()
+    /// apply it.
+    std::string captureSessionPreset() const { return captureSessionPreset_.get(); }
+    void setCaptureSessionPreset(std::string preset) { captureSessionPreset_.set(std::move(preset)); }
+    /// Applies the stored preset, if the session can use it, and then the preferred frame rate, if there is one.
+    void resetToSessionPreset();
+
+    /// Blocks until the session runs; takes back the latest delayed stop.
+    void startSession();
+    /// Calls `completion`, if any, on the main queue when the session runs. Delayed stops stay.
+    void startSessionAsynchronously(Block completion);
+    /// Ends location and motion updates at once, and the session a little later. Delayed stops stay.
+    void stopSession();
+    /// Stops after `seconds`, on the run loop of this thread, unless the delegate says NO or does not say. Each call
+    /// makes a stop of its own.
+    void stopSessionAfterDelay(double seconds);
+    bool isSessionRunning() const;
+
+    /// Called once, on the main queue, after the next change of the sample-buffer orientation, of the camera or of the
+    /// sample-buffer outputs was committed; then it is gone.
+    Block cameraConfigurationCompletionBlock() const { return cameraConfigurationCompletionBlock_.get(); }
+    void setCameraConfigurationCompletionBlock(Block block)
+    {
+        cameraConfigurationCompletionBlock_.set(std::move(block));
+    }
+
+    // Orientation and place
+
+    /// How the device is held, from the accelerometer while the session runs, on the main queue; unknown before.
+    /// Observable: it is announced at every reading, changed or not.
+    UIDeviceOrientation deviceOrientation() const { return deviceOrientation_; }
+    void setDeviceOrientation(UIDeviceOrientation orientation);
+    /// Of the preview, and of the sample buffers too. The preview layer follows on the main queue.
+    AVCaptureVideoOrientation captureOrientation() const { return captureOrientation_; }
+    void setCaptureOrientation(AVCaptureVideoOrientation orientation);
+    /// Of the outputs' pictures. They follow on the session queue.
+    AVCaptureVideoOrientation sampleBufferOrientation() const { return sampleBufferOrientation_; }
+    void setSampleBufferOrientation(AVCaptureVideoOrientation orientation);
+    /// Made when it is first asked for.
+    std::shared_ptr<CMMotionManager> motionManager();
+    void setMotionManager(std::shared_ptr<CMMotionManager> manager) { motionManager_.set(std::move(manager)); }
+
+    /// Gives each photo its place. It runs while the session runs.
+    const std::shared_ptr<QVLocationProvider>& locationProvider() const { return locationProvider_; }
+    bool disableLocationProvider() const { return disableLocationProvider_; }
+    void setDisableLocationProvider(bool disable);
+
+    // The camera
+
+    /// Observable. Empty without a camera.
+    std::shared_ptr<AVCaptureDevice> currentVideoCaptureDevice() const { return videoCaptureDevice_.get(); }
+    /// Blocks until the session has the new camera's input. Does nothing for the camera that is in use.
+    void setCurrentVideoCaptureDevice(const std::shared_ptr<AVCaptureDevice>& device);
+    AVCaptureDevicePosition devicePosition() const;
+    /// Takes the camera of the stored lens type there, else the wide-angle camera. The stored type stays.
+    void setDevicePosition(AVCaptureDevicePosition position);
+    QVLensType lensType() const { return lensType_; }
+    /// Does nothing for the stored type, and where the lens is missing.
+    void setLensType(QVLensType type);
+    /// Takes that lens, else the wide-angle camera. The stored lens type stays.
+    void setLensType(QVLensType type, AVCaptureDevicePosition position);
+    bool hasLensTypeInCurrentDevicePosition(QVLensType type) const;
+
+    /// Frames a second: the timescale of the device's longest frame; 0 without a camera.
+    std::uint32_t videoFrameRate() const;
+    /// Must lie strictly between the limits of a range of the active format.
+    void setVideoFrameRate(std::uint32_t framesPerSecond);
+    /// Frames a second; 0 without a camera.
+    std::uint32_t maximumSupportedFrameRateForHighSpeedCapture() const;
+    /// Makes the fastest format active. Does nothing beyond its rate.
+    void enableHighSpeedCaptureWithFrameRate(std::uint32_t framesPerSecond);
+    /// Pixels, of the active format; zero without a camera.
+    CMVideoDimensions stillImageOutputDimensions() const;
+
+    AVCaptureVideoStabilizationMode preferredVideoStabilizationMode() const { return stabilizationMode_; }
+    /// Blocks until the video data output has it; without one it is only stored.
+    void setPreferredVideoStabilizationMode(AVCaptureVideoStabilizationMode mode);
+    /// Always NO: the setter hands the value to the video data output and keeps nothing.
+    bool discardLateVideoFrames() const { return false; }
+    void setDiscardLateVideoFrames(bool discard);
+    bool isGeometricDistortionCorrectionEnabled() const;
+    void setGeometricDistortionCorrectionEnabled(bool enabled);
+
+    bool isDepthCaptureSupported() const;
+    bool isDepthCaptureEnabled() const;
+    /// May make the widest format with depth active.
+    void setDepthCaptureEnabled(bool enabled);
+    bool isRAWCaptureSupported() const;
+
+    bool isFlashModeSupported(AVCaptureFlashMode mode) const;
+    /// Observable: announced at every call of the setter. Photos use it while the camera supports it, else off.
+    AVCaptureFlashMode flashMode() const { return flashMode_; }
+    /// Does nothing for a mode that the camera does not support.
+    void setFlashMode(AVCaptureFlashMode mode);
+    bool hasTorch() const;
+    bool isTorchOn() const;
+    void setTorchOn(bool on);
+
+    bool detectFaces() const { return detectFaces_; }
+    void setDetectFaces(bool detect);
+    /// What was found last. Observable: it changes on the session queue, whose blocks must not reconfigure.
+    std::vector<std::shared_ptr<AVMetadataObject>> visibleFaces() const { return visibleFaces_.get(); }
+
+    // Photos
+
+    void prepareToCaptureStillImage();
+    /// Answers NO, and nothing happens, unless the session runs and the camera may be used. `began` is called at the
+    /// shutter and `output` with the photo or the error, on queues of the photo output's choice.
+    bool captureStillImage(CaptureBeganHandler began, PhotoOutputHandler output);
+    /// Does nothing unless the session runs. The handler is kept by the capture and not called.
+    void captureStillImage(CaptureCompletedHandler completed);
+    /// Answers NO, and nothing happens, unless live photos are enabled. The movie is written to the temporary
+    /// directory and belongs to the application.
+    bool captureLivePhoto(CaptureBeganHandler began, PhotoOutputHandler output);
+
+    QVRawCaptureMode rawCaptureMode() const { return rawCaptureMode_; }
+    void setRawCaptureMode(QVRawCaptureMode mode) { rawCaptureMode_ = mode; }
+    /// A preview picture, 512 pixels wide, beside each photo.
+    bool includePreviewImageDuringPhotoCapture() const { return includePreviewImage_; }
+    void setIncludePreviewImageDuringPhotoCapture(bool include) { includePreviewImage_ = include; }
+    /// Marks captures of the front camera as mirrored.
+    bool isMirroringSelfiesEnabled() const { return mirroringSelfies_; }
+    void setMirroringSelfiesEnabled(bool enabled) { mirroringSelfies_ = enabled; }
+    UIImageOrientation defaultImageOrientation() const { return defaultImageOrientation_; }
+    void setDefaultImageOrientation(UIImageOrientation orientation) { defaultImageOrientation_ = orientation; }
+    /// Both do nothing where the camera does not support live photos.
+    bool isLivePhotoCaptureEnabled() const;
+    void setLivePhotoCaptureEnabled(bool enabled);
+    bool isLivePhotoAutoTrimmingEnabled() const;
+    void setLivePhotoAutoTrimmingEnabled(bool enabled);
+
+    // Sample buffers
+
+    /// Blocks until the session delivers these types. Does nothing when all of them were prepared.
+    void prepareToReceiveSampleBuffers(QVSampleBufferTypes types);
+    /// Calls `video` for each frame, on the video-processing queue, until another processor replaces it.
+    void beginReceivingVideoSampleBuffer(SampleBufferProcessor video);
+    /// An empty processor ends its kind of delivery.
+    void beginReceivingVideoSampleBuffer(SampleBufferProcessor video, SampleBufferProcessor audio);
+    /// The outputs stay in the session, so that the next use needs no reconfiguration.
+    void endReceivingSampleBuffer();
+    SampleBufferProcessor videoSampleBufferProcessor() const { return videoSampleBufferProcessor_.get(); }
+    void setVideoSampleBufferProcessor(SampleBufferProcessor processor)
+    {
+        videoSampleBufferProcessor_.set(std::move(processor));
+    }
+    SampleBufferProcessor audioSampleBufferProcessor() const { return audioSampleBufferProcessor_.get(); }
+    void setAudioSampleBufferProcessor(SampleBufferProcessor processor)
+    {
+        audioSampleBufferProcessor_.set(std::move(processor));
+    }
+
+    /// For a writer of the application's own; empty without the output, or without a device for it.
+    std::optional<ArchiveDictionary> recommendedVideoSettingsForAssetWriterWithOutputFileType(
+        const std::string& fileType) const;
+    std::optional<ArchiveDictionary> recommendedAudioSettingsForAssetWriterWithOutputFileType(
+        const std::string& fileType) const;
+
+    // What the outputs and captures tell their delegate; each on the queue that it was given.
+
+    void captureOutput(const std::shared_ptr<AVCaptureOutput>& output,
+        const std::shared_ptr<CMSampleBuffer>& sampleBuffer,
+        const std::shared_ptr<AVCaptureConnection>& connection) override;
+    void captureOutput(const std::shared_ptr<AVCaptureOutput>& output, const Objects& objects,
+        const std::shared_ptr<AVCaptureConnection>& connection) override;
+    void photoCaptureDidComplete(const std::shared_ptr<QVPhotoCapture>& capture, std::int64_t uniqueID) override;
+
+protected:
+    void didConstruct() override;
+
+private:
+    // Also reached by selector: the timer, the notification centre and the outputs call them, and tests do.
+    void _configureCamera(const Block& block);
+    void _startAdditionalServices();
+    void _stopSessionIfAllowed();
+    void _handleSessionNotification(const NSNotification& notification);
+    std::shared_ptr<AVCaptureDevice> _availableDeviceWithLensType(
+        QVLensType type, AVCaptureDevicePosition position, bool fallbackToDefaultDevice) const;
+    bool _isVideoFrameRateSupported(std::uint32_t framesPerSecond) const;
+    void _getMaxFrameRateFormat(
+        std::shared_ptr<AVCaptureDeviceFormat>* format, std::shared_ptr<AVFrameRateRange>* range) const;
+    AVCaptureFlashMode _availablePreferredFlashMode() const;
+    void _capturePhoto(CaptureBeganHandler began, PhotoOutputHandler output, CaptureCompletedHandler completed);
+    void _matchStillImageOutputToDeviceOrientation();
+    void _setupSessionToReceiveSampleBuffers(QVSampleBufferTypes types);
+    void _matchVideoOutputOrientationToSampleBufferOrientation();
+
+    void configureSession();
+    std::shared_ptr<AVCaptureDevice> depthCameraForConstruction();
+    std::shared_ptr<AVCaptureDevice> cameraForConstruction();
+    void addVideoInput(AVCaptureSession& session);
+    void addAudioInput(AVCaptureSession& session);
+    void acceptAcceleration(const CMAcceleration& acceleration);
+    void fireCameraConfigurationCompletion();
+    void swapVideoCaptureDevice(const std::shared_ptr<AVCaptureDevice>& device);
+    void addSwappedInput(const std::shared_ptr<AVCaptureSession>& session);
+    void rebuildVideoDataOutput(const std::shared_ptr<AVCaptureSession>& session);
+    void beginDetectingFaces();
+    void endDetectingFaces();
+    void addVideoDataOutput(const std::shared_ptr<AVCaptureSession>& session);
+    void addAudioDataOutput(const std::shared_ptr<AVCaptureSession>& session);
+    std::shared_ptr<AVCaptureConnection> videoDataConnection() const;
+    void applyDepthDelivery(bool enabled);
+    std::shared_ptr<AVCapturePhotoSettings> photoSettings() const;
+    std::shared_ptr<AVCapturePhotoSettings> photoSettingsForRawCaptureMode() const;
+    std::shared_ptr<QVPhotoCapture> newPhotoCapture(CaptureBeganHandler began, PhotoOutputHandler output);
+    void startCapture(
+        const std::shared_ptr<AVCapturePhotoSettings>& settings, const std::shared_ptr<QVPhotoCapture>& capture);
+
+    // docs/queues.md says which queue owns what. What several queues touch is guarded or atomic, each by itself.
+    const AVCaptureDevicePosition requestedPosition_;
+    Guarded<std::shared_ptr<AVCaptureSession>> captureSession_;
+    Guarded<std::shared_ptr<AVCaptureDevice>> videoCaptureDevice_;
+    std::shared_ptr<AVCaptureDeviceInput> videoDeviceInput_; // session queue
+    std::shared_ptr<AVCaptureDeviceInput> audioDeviceInput_; // session queue
+    Guarded<std::shared_ptr<AVCapturePhotoOutput>> photoOutput_;
+    std::shared_ptr<AVCaptureVideoPreviewLayer> previewLayer_;
+    Guarded<std::shared_ptr<AVCaptureVideoDataOutput>> videoDataOutput_;
+    Guarded<std::shared_ptr<AVCaptureAudioDataOutput>> audioDataOutput_;
+    Guarded<std::shared_ptr<NSTimer>> delayedStopTimer_;
+    CMAcceleration recentAcceleration_; // main queue
+    DispatchQueue videoProcessQueue_;
+    DispatchQueue sessionQueue_;
+    const QVCameraCaptureIntent captureIntent_;
+    std::atomic<std::uint32_t> preferredFrameRate_ { 0 };
+    std::once_flag preparedToCaptureStillImage_;
+    std::atomic<QVSampleBufferTypes> preparedSampleBufferTypes_ {};
+    Guarded<std::map<std::int64_t, std::shared_ptr<QVPhotoCapture>>> activeCaptures_;
+    Guarded<std::shared_ptr<AVCaptureMetadataOutput>> faceMetadataOutput_;
+
+    Guarded<std::string> captureSessionPreset_;
+    std::atomic<UIDeviceOrientation> deviceOrientation_ { UIDeviceOrientationUnknown };
+    Guarded<std::shared_ptr<CMMotionManager>> motionManager_;
+    Guarded<SampleBufferProcessor> videoSampleBufferProcessor_;
+    Guarded<SampleBufferProcessor> audioSampleBufferProcessor_;
+    Guarded<std::weak_ptr<QVCameraControllerDelegate>> delegate_;
+    std::atomic<AVCaptureVideoOrientation> captureOrientation_ {}; // none until construction is over
+    std::atomic<AVCaptureVideoOrientation> sampleBufferOrientation_ {};
+    std::atomic<AVCaptureVideoStabilizationMode> stabilizationMode_ { AVCaptureVideoStabilizationModeOff };
+    std::atomic<QVLensType> lensType_ { QVLensTypeWideAngle };
+    std::atomic<bool> disableLocationProvider_ { false };
+    std::atomic<bool> detectFaces_ { false };
+    std::atomic<bool> includePreviewImage_ { false };
+    std::atomic<bool> mirroringSelfies_ { false };
+    Guarded<std::vector<std::shared_ptr<AVMetadataObject>>> visibleFaces_;
+    std::atomic<AVCaptureFlashMode> flashMode_ { AVCaptureFlashModeOff };
+    std::atomic<QVRawCaptureMode> rawCaptureMode_ { QVRawCaptureModeNone };
+    std::shared_ptr<QVLocationProvider> locationProvider_;
+    std::atomic<UIImageOrientation> defaultImageOrientation_ { UIImageOrientationUp };
+    Guarded<Block> cameraConfigurationCompletionBlock_;
+};
+
+}
