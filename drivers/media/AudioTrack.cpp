@@ -61,7 +61,8 @@ void AudioTrack::prepareResampler(const CMAudioSamples& sound)
     av_opt_set_int(resampler, "first_pts", written, 0); // a late beginning is silent
     av_opt_set_double(resampler, "min_comp", 0.001, 0); // seconds that need no correction
     av_opt_set_double(resampler, "min_hard_comp", 0.08, 0); // seconds from which silence is put in, or sound cut
-    av_opt_set_double(resampler, "max_soft_comp", 0.005, 0); // the most that sound is stretched, a twelfth of a semitone
+    av_opt_set_double(
+        resampler, "max_soft_comp", 0.005, 0); // the most that sound is stretched, a twelfth of a semitone
     av_opt_set_double(resampler, "comp_duration", 1, 0); // seconds over which a difference goes away
     libav::check(swr_init(resampler), cannotEncode);
     channels_ = sound.channels;

@@ -45,6 +45,12 @@ using Buffer = std::unique_ptr<AVBufferRef, Free>;
 using Input = std::unique_ptr<AVFormatContext, CloseInput>;
 using Output = std::unique_ptr<AVFormatContext, CloseOutput>;
 
+/// Everything that goes wrong is told by errors; the library would write it to the error output too, and statistics.
+inline void silence()
+{
+    av_log_set_level(AV_LOG_QUIET);
+}
+
 inline std::string reason(int code)
 {
     char text[AV_ERROR_MAX_STRING_SIZE] {};

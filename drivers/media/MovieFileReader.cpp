@@ -61,10 +61,7 @@ public:
         avcodec_flush_buffers(codec_.get());
     }
 
-    void check(int code) const
-    {
-        libav::check(code, "The movie " + path_ + " cannot be read");
-    }
+    void check(int code) const { libav::check(code, "The movie " + path_ + " cannot be read"); }
 
 private:
     void feed()
@@ -168,7 +165,8 @@ private:
             0, 1 << 16, 1 << 16);
         auto pixels = CVPixelBuffer::create(frame.width, frame.height, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange);
         std::uint8_t* planes[4] { pixels->planes()[0].data, pixels->planes()[1].data };
-        const int strides[4] { static_cast<int>(pixels->planes()[0].stride), static_cast<int>(pixels->planes()[1].stride) };
+        const int strides[4] { static_cast<int>(pixels->planes()[0].stride),
+            static_cast<int>(pixels->planes()[1].stride) };
         pictures_.check(sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, planes, strides));
         return pixels;
     }
@@ -180,7 +178,7 @@ private:
             return nullptr;
         auto sound = std::make_shared<CMAudioSamples>();
         libav::Resampler resampler;
-        while (const AVFrame* frame = decoding.next()) {
+        while (AVFrame* frame = decoding.next()) {
             if (!resampler) {
                 sound->channels = frame->ch_layout.nb_channels;
                 sound->sampleRate = frame->sample_rate;
@@ -218,6 +216,7 @@ private:
 
 std::unique_ptr<MovieSource> MovieFileReader::open(const std::string& path)
 {
+    libav::silence();
     return std::make_unique<OpenMovie>(path);
 }
 

@@ -8,6 +8,7 @@ namespace velmora::drivers::media {
 
 std::unique_ptr<MovieFile> MovieFileWriter::open(const std::string& path, const MovieSettings& settings)
 {
+    libav::silence();
     return std::make_unique<MovieRecording>(path, settings);
 }
 

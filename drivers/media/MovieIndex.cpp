@@ -134,7 +134,8 @@ std::span<const std::uint8_t> contentOf(std::span<const std::uint8_t> parent, st
     for (const char* type : path) {
         const auto found = atomIn(parent, type);
         if (!found)
-            throw damaged(std::string("The movie is damaged: it has no ") + type + " table. Use another copy of the file.");
+            throw damaged(
+                std::string("The movie is damaged: it has no ") + type + " table. Use another copy of the file.");
         parent = found->content;
     }
     return parent;
@@ -193,8 +194,8 @@ struct Fragment {
 };
 
 /// One run of samples. Answers false when the file ends within it.
-bool readRun(const Atom& run, Track& track, const Defaults& defaults, std::uint64_t base, std::int64_t& time,
-    Fragment& fragment)
+bool readRun(
+    const Atom& run, Track& track, const Defaults& defaults, std::uint64_t base, std::int64_t& time, Fragment& fragment)
 {
     AtomReader reader(run.content);
     const std::uint32_t flags = reader.u32();
@@ -243,8 +244,7 @@ bool readFragmentTrack(Movie& movie, const Atom& atom, Fragment& fragment)
         defaults.size = header.u32();
     if (flags & 0x20)
         defaults.flags = header.u32();
-    std::int64_t time
-        = track->samples.empty() ? 0 : track->samples.back().decodeTime + track->samples.back().duration;
+    std::int64_t time = track->samples.empty() ? 0 : track->samples.back().decodeTime + track->samples.back().duration;
     if (const auto start = atomIn(atom.content, "tfdt")) {
         AtomReader reader(start->content);
         const bool isLong = reader.u32() >> 24 == 1;
@@ -428,8 +428,7 @@ Bytes editList(const Movie& movie, const Track& track, double origin)
 /// What a player shows of the track, in movie time.
 std::uint64_t shownLength(const Movie& movie, const Track& track, double origin)
 {
-    const auto before
-        = std::llround((static_cast<double>(track.start()) / track.timescale - origin) * track.timescale);
+    const auto before = std::llround((static_cast<double>(track.start()) / track.timescale - origin) * track.timescale);
     return inMovieTime(movie, std::max<std::int64_t>(0, track.length() + before), track.timescale);
 }
 
@@ -567,7 +566,8 @@ private:
         Bytes key, type = numbers({ 0, 65 }); // a type of the usual list: a signed byte
         putText(key, "mdtacom.apple.quicktime.still-image-time");
         const Bytes keys = media::atom("keys",
-            { media::atom(std::string_view("\0\0\0\1", 4), { media::atom("keyd", { key }), media::atom("dtyp", { type }) }) });
+            { media::atom(
+                std::string_view("\0\0\0\1", 4), { media::atom("keyd", { key }), media::atom("dtyp", { type }) }) });
         Bytes start(6);
         put16(start, 1);
         Bytes place = numbers({ 1 });
@@ -638,8 +638,8 @@ CMTime indexMovie(const std::string& path, std::optional<CMTime> stillImageTime)
         const bool longTimes = reader.u32() >> 24 == 1;
         reader.skip(longTimes ? 16 : 8);
         const std::uint32_t timescale = reader.u32();
-        return CMTimeMake(static_cast<std::int64_t>(longTimes ? reader.u64() : reader.u32()),
-            static_cast<std::int32_t>(timescale));
+        return CMTimeMake(
+            static_cast<std::int64_t>(longTimes ? reader.u64() : reader.u32()), static_cast<std::int32_t>(timescale));
     }
     const Track& pictures = pictureTrack(movie, path);
     std::optional<std::uint64_t> stillTime;

@@ -80,8 +80,8 @@ void MovieRecording::checkSpace() const
     const std::uint64_t free = std::uint64_t { status.f_bavail } * status.f_frsize;
     if (free < bytesToKeepFree_)
         throw NSError(NSPOSIXErrorDomain, ENOSPC,
-            "The movie " + path_ + " cannot go on: the disk has " + std::to_string(free / 1'000'000)
-                + " MB left, and " + std::to_string(bytesToKeepFree_ / 1'000'000)
+            "The movie " + path_ + " cannot go on: the disk has " + std::to_string(free / 1'000'000) + " MB left, and "
+                + std::to_string(bytesToKeepFree_ / 1'000'000)
                 + " MB are to stay free. Remove something, or record elsewhere.");
 }
 
@@ -102,8 +102,8 @@ void MovieRecording::addPictures(const MovieSettings& settings)
     for (int axis = 0; axis < 2; ++axis) {
         const std::int64_t ofWidth = std::int64_t { matrix[axis] } * codec.width;
         const std::int64_t ofHeight = std::int64_t { matrix[3 + axis] } * codec.height;
-        matrix[6 + axis] = static_cast<std::int32_t>(
-            -std::min({ std::int64_t { 0 }, ofWidth, ofHeight, ofWidth + ofHeight }));
+        matrix[6 + axis]
+            = static_cast<std::int32_t>(-std::min({ std::int64_t { 0 }, ofWidth, ofHeight, ofWidth + ofHeight }));
     }
 }
 
@@ -121,7 +121,8 @@ void MovieRecording::describe(const MovieSettings& settings)
     tags["creation_time"] = moment(settings.creationDate, "%Y-%m-%dT%H:%M:%S.000000Z");
     tags["com.apple.quicktime.creationdate"] = moment(settings.creationDate, "%Y-%m-%dT%H:%M:%SZ");
     if (settings.latitude && settings.longitude)
-        tags["com.apple.quicktime.location.ISO6709"] = place(*settings.latitude, *settings.longitude, settings.altitude);
+        tags["com.apple.quicktime.location.ISO6709"]
+            = place(*settings.latitude, *settings.longitude, settings.altitude);
     for (const auto& [name, value] : settings.metadata)
         tags[name] = value;
     for (const auto& [name, value] : tags)
@@ -224,6 +225,7 @@ CMTime MovieRecording::finish(std::optional<CMTime> stillImageTime)
     int code = av_write_trailer(format_.get());
     if (code >= 0)
         code = format_->pb->error;
+    written_ = bytesWritten();
     format_.reset();
     if (code < 0)
         throw failure(code);
@@ -232,7 +234,7 @@ CMTime MovieRecording::finish(std::optional<CMTime> stillImageTime)
 
 std::uint64_t MovieRecording::bytesWritten() const
 {
-    return format_ ? static_cast<std::uint64_t>(std::max<std::int64_t>(0, avio_tell(format_->pb))) : 0;
+    return format_ ? static_cast<std::uint64_t>(std::max<std::int64_t>(0, avio_tell(format_->pb))) : written_;
 }
 
 std::string MovieRecording::encoder() const

@@ -43,6 +43,7 @@ private:
     AVStream* sound_ = nullptr;
     std::optional<double> start_; ///< seconds, by the clock of the buffers
     std::int64_t last_ = -1; ///< ticks, of the last picture
+    std::uint64_t written_ = 0; ///< bytes, once the movie is finished
     std::deque<std::pair<std::shared_ptr<const CMAudioSamples>, double>> early_; ///< sound before the first picture
 };
 

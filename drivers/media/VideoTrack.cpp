@@ -55,19 +55,16 @@ VideoTrack::VideoTrack(const MovieSettings& settings)
         || settings.dimensions.height > 16384)
         throw cannotWrite("A movie has 2 to 16384 pixels each way and this one would have "
             + std::to_string(settings.dimensions.width) + " x " + std::to_string(settings.dimensions.height) + ".");
-    // Encoders that are built in but find no device speak of it on the error output.
-    const int level = av_log_get_level();
-    av_log_set_level(AV_LOG_QUIET);
     bool opened = false;
     for (const Choice& choice : choices)
         if (open(choice, settings)) {
             opened = true;
             break;
         }
-    av_log_set_level(level);
     if (!opened)
-        throw cannotWrite(std::string(cannotEncode) + " at this size: libavcodec has no encoder for H.264 or MPEG-4 that "
-                                                      "takes it. Install libx264.");
+        throw cannotWrite(std::string(cannotEncode)
+            + " at this size: libavcodec has no encoder for H.264 or MPEG-4 that "
+              "takes it. Install libx264.");
 }
 
 bool VideoTrack::open(const Choice& choice, const MovieSettings& settings)
@@ -121,8 +118,8 @@ bool VideoTrack::open(const Choice& choice, const MovieSettings& settings)
     return true;
 }
 
-void VideoTrack::encode(const CVPixelBuffer& pixels, const std::shared_ptr<const NSObject>& owner, std::int64_t time,
-    const Sink& sink)
+void VideoTrack::encode(
+    const CVPixelBuffer& pixels, const std::shared_ptr<const NSObject>& owner, std::int64_t time, const Sink& sink)
 {
     libav::Frame frame = wrapped(pixels, owner);
     const bool ready = frame->format == inputFormat_ && frame->width == codec_->width && frame->height == codec_->height
@@ -137,7 +134,7 @@ void VideoTrack::encode(const CVPixelBuffer& pixels, const std::shared_ptr<const
     if (time >= nextKey_) {
         frame->pict_type = AV_PICTURE_TYPE_I;
         const auto interval = static_cast<std::int64_t>(timescale / av_q2d(codec_->framerate));
-        nextKey_ = time + timescale - interval; // the frame that ends the second is the next key
+        nextKey_ = time + timescale - interval / 2; // the frame nearest to the second's end is the next key
     }
     libav::check(avcodec_send_frame(codec_.get(), frame.get()), cannotEncode);
     drain(sink);
@@ -160,8 +157,8 @@ libav::Frame VideoTrack::wrapped(const CVPixelBuffer& pixels, const std::shared_
         --frame->width;
     if (frame->height == codec_->height + 1)
         --frame->height;
-    frame->color_range = pixels.pixelFormat() == kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange ? AVCOL_RANGE_MPEG
-                                                                                                  : AVCOL_RANGE_JPEG;
+    frame->color_range
+        = pixels.pixelFormat() == kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange ? AVCOL_RANGE_MPEG : AVCOL_RANGE_JPEG;
     for (std::size_t i = 0; i < pixels.planes().size(); ++i) {
         const CVPixelBuffer::Plane& plane = pixels.planes()[i];
         frame->data[i] = plane.data;
@@ -177,14 +174,14 @@ libav::Frame VideoTrack::wrapped(const CVPixelBuffer& pixels, const std::shared_
 
 libav::Frame VideoTrack::converted(const AVFrame& source)
 {
-    scaler_.reset(sws_getCachedContext(scaler_.release(), source.width, source.height,
-        static_cast<AVPixelFormat>(source.format), codec_->width, codec_->height, inputFormat_, SWS_BILINEAR, nullptr,
-        nullptr, nullptr));
+    scaler_.reset(
+        sws_getCachedContext(scaler_.release(), source.width, source.height, static_cast<AVPixelFormat>(source.format),
+            codec_->width, codec_->height, inputFormat_, SWS_BILINEAR, nullptr, nullptr, nullptr));
     if (!scaler_)
         throw cannotWrite(std::string(cannotEncode) + ": they cannot be converted for the encoder.");
     const int* matrix = sws_getCoefficients(SWS_CS_ITU601);
-    sws_setColorspaceDetails(scaler_.get(), matrix, source.color_range == AVCOL_RANGE_JPEG, matrix, fullRange_, 0, 1 << 16,
-        1 << 16);
+    sws_setColorspaceDetails(
+        scaler_.get(), matrix, source.color_range == AVCOL_RANGE_JPEG, matrix, fullRange_, 0, 1 << 16, 1 << 16);
     libav::Frame frame(av_frame_alloc());
     frame->format = inputFormat_;
     frame->width = codec_->width;

@@ -23,8 +23,8 @@ public:
     std::string name() const { return codec_->codec->name; }
 
     /// `time` in ticks of the timescale, more than the one before.
-    void encode(const CVPixelBuffer& pixels, const std::shared_ptr<const NSObject>& owner, std::int64_t time,
-        const Sink& sink);
+    void encode(
+        const CVPixelBuffer& pixels, const std::shared_ptr<const NSObject>& owner, std::int64_t time, const Sink& sink);
     void finish(const Sink& sink);
 
 private:
