@@ -91,16 +91,11 @@ void describeCamera(TIFFMemory& file, const RawImage& raw, const ExifFields& fie
     file.setText(TIFFTAG_UNIQUECAMERAMODEL, name.empty() ? "Unknown camera" : name);
 
     // A sensor that nobody has measured is taken to see with the primaries of sRGB.
-    constexpr std::array<float, 9> primaries { 3.2406F, -1.5372F, -0.4986F, -0.9689F, 1.8758F, 0.0415F, 0.0557F,
-        -0.2040F, 1.0570F };
-    std::array<float, 9> matrix {};
-    std::transform(raw.colorMatrix.begin(), raw.colorMatrix.end(), matrix.begin(),
-        [](double value) { return static_cast<float>(value); });
-    const bool measured = std::any_of(matrix.begin(), matrix.end(), [](float value) { return value != 0; });
-    file.setCounted(TIFFTAG_COLORMATRIX1, 9, measured ? matrix.data() : primaries.data());
-    const std::array neutral { static_cast<float>(raw.asShotNeutral[0]), static_cast<float>(raw.asShotNeutral[1]),
-        static_cast<float>(raw.asShotNeutral[2]) };
-    file.setCounted(TIFFTAG_ASSHOTNEUTRAL, 3, neutral.data());
+    constexpr std::array primaries { 3.2406, -1.5372, -0.4986, -0.9689, 1.8758, 0.0415, 0.0557, -0.2040, 1.0570 };
+    const bool measured
+        = std::any_of(raw.colorMatrix.begin(), raw.colorMatrix.end(), [](double value) { return value != 0; });
+    file.setFractions(TIFFTAG_COLORMATRIX1, measured ? raw.colorMatrix : primaries);
+    file.setFractions(TIFFTAG_ASSHOTNEUTRAL, raw.asShotNeutral);
     file.setWhole(TIFFTAG_CALIBRATIONILLUMINANT1, daylight);
     file.setReal(TIFFTAG_BASELINEEXPOSURE, raw.baselineExposure);
 }

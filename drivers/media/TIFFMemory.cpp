@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "drivers/media/TIFFMemory.h"
 
-#include "drivers/media/ExifFields.h"
 #include "drivers/media/MediaErrors.h"
 
 #include <tiffio.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -86,8 +86,18 @@ void TIFFMemory::setCounted(std::uint32_t tag, int count, const void* values)
     check(TIFFSetField(tiff_, tag, count, values) != 0, tag);
 }
 
+void TIFFMemory::setFractions(std::uint32_t tag, std::span<const double> values)
+{
+    const std::vector<float> floats(values.begin(), values.end());
+    setCounted(tag, static_cast<int>(floats.size()), floats.data());
+    for (const double value : values)
+        exact_[tag].push_back(nearestFraction(value));
+}
+
 void TIFFMemory::set(const ExifField& field)
 {
+    if (field.type == ExifType::Rational || field.type == ExifType::SignedRational)
+        exact_[field.tag] = field.numbers;
     const TIFFField* known = TIFFFindField(tiff_, field.tag, TIFF_ANY);
     if (!known) {
         const TIFFFieldInfo info { field.tag, TIFF_VARIABLE, TIFF_VARIABLE,
@@ -140,9 +150,8 @@ void TIFFMemory::beginExif()
 
 std::uint64_t TIFFMemory::writeExif()
 {
-    std::uint64_t place = 0;
-    check(TIFFWriteCustomDirectory(tiff_, &place) != 0);
-    return place;
+    check(TIFFWriteCustomDirectory(tiff_, &exif_) != 0);
+    return exif_;
 }
 
 void TIFFMemory::linkExif(std::uint64_t place)
@@ -156,7 +165,38 @@ std::vector<std::uint8_t> TIFFMemory::finished()
 {
     TIFFClose(std::exchange(tiff_, nullptr));
     check(trouble_.empty());
+    std::uint32_t first = 0;
+    std::memcpy(&first, bytes_.data() + 4, sizeof first);
+    correctDirectory(first);
+    if (exif_ != 0)
+        correctDirectory(exif_);
     return std::move(bytes_);
+}
+
+/// The library keeps fractions as floats, and calls the place of a directory by a type that older readers do not know.
+void TIFFMemory::correctDirectory(std::size_t place)
+{
+    constexpr std::uint16_t longType = 4;
+    std::uint16_t count = 0;
+    std::memcpy(&count, bytes_.data() + place, sizeof count);
+    for (std::size_t i = 0; i < count; ++i) {
+        std::uint8_t* entry = bytes_.data() + place + 2 + 12 * i;
+        std::uint16_t tag = 0;
+        std::memcpy(&tag, entry, sizeof tag);
+        if (tag == TIFFTAG_SUBIFD)
+            std::memcpy(entry + 2, &longType, sizeof longType);
+        const auto found = exact_.find(tag);
+        if (found == exact_.end())
+            continue;
+        std::uint32_t values = 0;
+        std::memcpy(&values, entry + 8, sizeof values);
+        for (const Fraction& fraction : found->second) {
+            const std::array parts { static_cast<std::uint32_t>(fraction.numerator),
+                static_cast<std::uint32_t>(fraction.denominator) };
+            std::memcpy(bytes_.data() + values, parts.data(), sizeof parts);
+            values += sizeof parts;
+        }
+    }
 }
 
 int TIFFMemory::fail(tiff*, void* self, const char*, const char* format, va_list arguments)

@@ -1,16 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "drivers/media/ExifFields.h"
+
 #include <cstddef>
 #include <cstdint>
+#include <map>
+#include <span>
 #include <string>
 #include <vector>
 
 struct tiff;
 
 namespace velmora::drivers::media {
-
-struct ExifField;
 
 /// A TIFF file that is written into memory. Every function throws NSError when the library refuses.
 class TIFFMemory {
@@ -26,6 +28,7 @@ public:
     void setText(std::uint32_t tag, const std::string& value);
     void setFixed(std::uint32_t tag, const void* values); ///< as many as the tag always has
     void setCounted(std::uint32_t tag, int count, const void* values);
+    void setFractions(std::uint32_t tag, std::span<const double> values); ///< a count goes with them
     void set(const ExifField& field);
 
     /// Rows of the current directory's picture, packed.
@@ -49,10 +52,13 @@ private:
     static std::uint64_t size(void* self);
 
     void check(bool done, std::uint32_t tag = 0) const;
+    void correctDirectory(std::size_t place);
 
     std::vector<std::uint8_t> bytes_;
     std::uint64_t position_ = 0;
     std::string trouble_;
+    std::uint64_t exif_ = 0;
+    std::map<std::uint32_t, std::vector<Fraction>> exact_; ///< by tag
     tiff* tiff_ = nullptr;
 };
 

@@ -2,6 +2,8 @@
 #include "drivers/media/install.h"
 
 #include "drivers/media/MediaStillEncoder.h"
+#include "drivers/media/MovieFileReader.h"
+#include "drivers/media/MovieFileWriter.h"
 #include "drivers/media/PictureDecoder.h"
 
 namespace velmora::drivers::media {
@@ -10,6 +12,8 @@ void install()
 {
     StillEncoder::install(std::make_shared<MediaStillEncoder>());
     ImageDecoder::install(std::make_shared<PictureDecoder>());
+    MovieWriter::install(std::make_shared<MovieFileWriter>());
+    MovieReader::install(std::make_shared<MovieFileReader>());
 }
 
 }
