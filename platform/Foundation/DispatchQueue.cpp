@@ -35,8 +35,7 @@ DispatchQueue& DispatchQueue::global()
 
 void DispatchQueue::async(Block block) const
 {
-    state_->add(std::move(block));
-    Scheduler::current().blockAdded(state_);
+    Scheduler::current().add(state_, std::move(block));
 }
 
 void DispatchQueue::after(double seconds, Block block) const

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cmath>
 #include <exception>
+#include <utility>
 
 namespace velmora {
 
@@ -112,6 +113,13 @@ void QueueState::add(Block block)
     }
     if (isRunLoop())
         changed_.notify_all();
+}
+
+bool QueueState::addAndTryEnter(Block block)
+{
+    const std::lock_guard lock(mutex_);
+    ready_.push_back(std::move(block));
+    return !std::exchange(running_, true);
 }
 
 void QueueState::addAt(double when, Block block)

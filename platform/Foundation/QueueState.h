@@ -32,6 +32,8 @@ public:
     bool belongsToThisThread() const;
 
     void add(Block block);
+    /// Adds, and takes the queue when nobody runs it: the caller then sees to it that the block runs.
+    bool addAndTryEnter(Block block);
     void addAt(double when, Block block);
 
     /// Moves the blocks whose time has come behind the ready ones. Answers how many there were.

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/Foundation/Scheduler.h"
 
+#include "platform/Foundation/QueueState.h"
 #include "platform/Foundation/ThreadScheduler.h"
 
 #include <atomic>
+#include <utility>
 
 namespace velmora {
 
@@ -17,6 +19,12 @@ Scheduler& Scheduler::current()
         return *scheduler;
     static auto* threads = new ThreadScheduler; // its threads end with the process
     return *threads;
+}
+
+void Scheduler::add(const std::shared_ptr<QueueState>& queue, Block block)
+{
+    queue->add(std::move(block));
+    blockAdded(queue);
 }
 
 void Scheduler::install(Scheduler* scheduler)

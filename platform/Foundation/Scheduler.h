@@ -16,6 +16,8 @@ public:
     virtual ~Scheduler() = default;
     virtual const Clock& clock() const = 0;
 
+    /// Adds a block to `queue`, to run when those before it have run.
+    virtual void add(const std::shared_ptr<QueueState>& queue, Block block);
     /// `queue` has a block that may run.
     virtual void blockAdded(const std::shared_ptr<QueueState>& queue) = 0;
     /// `queue` has a block that may run at `when`.

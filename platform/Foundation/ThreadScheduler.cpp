@@ -111,6 +111,19 @@ ThreadScheduler::ThreadScheduler()
 
 ThreadScheduler::~ThreadScheduler() = default;
 
+void ThreadScheduler::add(const std::shared_ptr<QueueState>& queue, Block block)
+{
+    if (queue->kind() != QueueState::Kind::Serial)
+        Scheduler::add(queue, std::move(block));
+    else if (queue->addAndTryEnter(std::move(block)))
+        startDraining(queue);
+}
+
+void ThreadScheduler::startDraining(const std::shared_ptr<QueueState>& queue)
+{
+    pool_->post([this, queue] { drain(queue); });
+}
+
 void ThreadScheduler::blockAdded(const std::shared_ptr<QueueState>& queue)
 {
     if (queue->isRunLoop())
@@ -118,7 +131,7 @@ void ThreadScheduler::blockAdded(const std::shared_ptr<QueueState>& queue)
     if (queue->kind() == QueueState::Kind::Concurrent)
         drainConcurrently(queue);
     else if (queue->tryEnter())
-        pool_->post([this, queue] { drain(queue); });
+        startDraining(queue);
 }
 
 void ThreadScheduler::drain(const std::shared_ptr<QueueState>& queue)

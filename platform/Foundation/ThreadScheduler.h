@@ -17,6 +17,7 @@ public:
     ~ThreadScheduler() override; ///< Never called for the process's own: threads end with the process.
 
     const Clock& clock() const override { return clock_; }
+    void add(const std::shared_ptr<QueueState>& queue, Block block) override;
     void blockAdded(const std::shared_ptr<QueueState>& queue) override;
     void deadlineAdded(const std::shared_ptr<QueueState>& queue, double when) override;
     void runSync(const std::shared_ptr<QueueState>& queue, const Block& block) override;
@@ -27,6 +28,7 @@ private:
     class Pool;
     class Alarm;
 
+    void startDraining(const std::shared_ptr<QueueState>& queue);
     void drain(const std::shared_ptr<QueueState>& queue);
     void drainConcurrently(const std::shared_ptr<QueueState>& queue);
     bool takeConcurrentThread();

@@ -129,13 +129,16 @@ template <class T> T unbox(const Value& value)
 {
     if constexpr (std::same_as<T, Value>)
         return value;
-    else if constexpr (std::same_as<T, bool>)
-        return detail::boolean(value);
-    else if constexpr (std::is_enum_v<T> || std::integral<T>)
-        return static_cast<T>(detail::integer(value)); // a raw number outside an enumeration passes unchanged
-    else if constexpr (std::floating_point<T>)
-        return static_cast<T>(detail::real(value));
-    else if constexpr (detail::isOptional<T>)
+    else if constexpr (std::same_as<T, bool>) {
+        const auto* exact = std::any_cast<bool>(&value);
+        return exact ? *exact : detail::boolean(value);
+    } else if constexpr (std::is_enum_v<T> || std::integral<T>) {
+        const auto* exact = std::any_cast<std::int64_t>(&value);
+        return static_cast<T>(exact ? *exact : detail::integer(value)); // outside an enumeration it passes unchanged
+    } else if constexpr (std::floating_point<T>) {
+        const auto* exact = std::any_cast<double>(&value);
+        return static_cast<T>(exact ? *exact : detail::real(value));
+    } else if constexpr (detail::isOptional<T>)
         return isNil(value) ? T() : T(unbox<typename T::value_type>(value));
     else if constexpr (detail::isWeak<T>)
         return unbox<std::shared_ptr<typename T::element_type>>(value);
