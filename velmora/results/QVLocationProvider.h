@@ -26,6 +26,9 @@ public:
     /// Receives a name, or nothing where no name is known.
     using LandmarkNameCompletion = std::function<void(std::optional<std::string>)>;
 
+    /// What geocoding found, possibly nothing at all.
+    using Placemarks = std::optional<std::vector<std::shared_ptr<CLPlacemark>>>;
+
     QVLocationProvider() = default;
     ~QVLocationProvider() override;
     static const ClassInfo& staticClass();
@@ -64,11 +67,9 @@ protected:
     void didConstruct() override;
 
 private:
-    using Placemarks = std::optional<std::vector<std::shared_ptr<CLPlacemark>>>;
-
     static void fetchLandmarkName(
         const ClassInfo& receiver, const std::shared_ptr<CLLocation>& location, LandmarkNameCompletion completion);
-    /// A class operation: a subclass refines it by listing the selector in its own table.
+    /// A class operation: a subclass refines it by listing the selector among its own class methods.
     static std::optional<std::string> _mostDetailedNameFromPlacemarks(const Placemarks& placemarks);
 
     void startOnMain();
