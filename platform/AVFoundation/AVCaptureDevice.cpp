@@ -89,6 +89,9 @@ bool isSame(const CaptureFormat& a, const CaptureFormat& b)
         && a.minISO == b.minISO && a.maxISO == b.maxISO && a.maxZoomFactor == b.maxZoomFactor;
 }
 
+/// What begins the names of changes that nobody asked for one by one.
+constexpr const char* automatic = "auto ";
+
 CMTime shortestFrame(const CaptureFormat& format)
 {
     return format.frameRates.empty() ? kCMTimeInvalid : format.frameRates.front().minFrameDuration;
@@ -314,8 +317,6 @@ bool AVCaptureDevice::lockForConfiguration(std::optional<NSError>* error)
                 *error = std::move(refusal);
             return false;
         }
-        const std::lock_guard lock(mutex_);
-        locked_ = true;
     }
     ++lockCount_;
     return true;
@@ -326,13 +327,8 @@ void AVCaptureDevice::unlockForConfiguration()
     const std::lock_guard serial(lockMutex_);
     if (lockCount_ == 0)
         return; // after a lock that failed
-    if (--lockCount_ > 0)
-        return;
-    {
-        const std::lock_guard lock(mutex_);
-        locked_ = false;
-    }
-    driver_->unlock();
+    if (--lockCount_ == 0)
+        driver_->unlock();
 }
 
 std::vector<std::shared_ptr<AVCaptureDeviceFormat>> AVCaptureDevice::formats() const
@@ -368,15 +364,11 @@ void AVCaptureDevice::setActiveFormat(const std::shared_ptr<AVCaptureDeviceForma
         NSLog("[AVCaptureDevice] %@ is not a format of %@. Ignored.", format, *this);
         return;
     }
-    bool locked = false;
     {
         const std::lock_guard lock(mutex_);
         formatSetMoment_ = configurationMoment();
-        locked = locked_;
     }
-    if (!locked)
-        noteUnlocked("activeFormat " + std::to_string(index));
-    makeActive(index, values[index]);
+    makeActive(index, values[index], "activeFormat " + std::to_string(index));
 }
 
 void AVCaptureDevice::useFormatForPreset(const std::string& preset)
@@ -390,11 +382,10 @@ void AVCaptureDevice::useFormatForPreset(const std::string& preset)
     const CaptureSettings now = settings();
     if (now.activeFormat == index && isSame(now.minFrameDuration, frame) && isSame(now.maxFrameDuration, frame))
         return;
-    // The session needs no lock of its own camera.
-    makeActive(index, description.formats[index]);
+    makeActive(index, description.formats[index], automatic + ("activeFormat " + std::to_string(index)));
 }
 
-void AVCaptureDevice::makeActive(std::size_t index, const CaptureFormat& format)
+void AVCaptureDevice::makeActive(std::size_t index, const CaptureFormat& format, const std::string& what)
 {
     {
         const std::lock_guard lock(mutex_);
@@ -402,7 +393,7 @@ void AVCaptureDevice::makeActive(std::size_t index, const CaptureFormat& format)
         settings_.minFrameDuration = settings_.maxFrameDuration = shortestFrame(format);
         settings_.zoomFactor = std::min(settings_.zoomFactor, std::max(1.0, format.maxZoomFactor));
     }
-    hand("activeFormat " + std::to_string(index));
+    hand(what);
 }
 
 std::uint64_t AVCaptureDevice::formatSetMoment() const
@@ -450,24 +441,13 @@ void AVCaptureDevice::change(
 {
     for (const auto key : keys)
         willChangeValueForKey(key);
-    bool locked = false;
-    PendingChange next { {}, what, std::move(tookEffect) };
     {
         const std::lock_guard lock(mutex_);
         edit(settings_);
-        locked = locked_;
     }
     for (const auto key : keys)
         didChangeValueForKey(key);
-    if (!locked)
-        noteUnlocked(what);
-    hand(std::move(next));
-}
-
-void AVCaptureDevice::noteUnlocked(const std::string& what) const
-{
-    if (const auto driver = CaptureDriver::installed())
-        driver->note("without a lock: " + what, uniqueID());
+    hand({ {}, what, std::move(tookEffect) });
 }
 
 void AVCaptureDevice::hand(PendingChange next)
@@ -499,7 +479,6 @@ std::optional<NSError> AVCaptureDevice::startStream(
                 "The camera is in use by another session: stop that one first.");
         streamUser_ = user;
     }
-    hand("settings"); // what was never changed the driver has never heard
     auto error = driver_->start(request, std::move(deliver));
     if (error) {
         const std::lock_guard lock(mutex_);

@@ -36,7 +36,7 @@ public:
 ///
 /// From any thread. Observable, on whatever thread the device changes: ISO, lensPosition, exposureDuration,
 /// exposureTargetOffset, exposureTargetBias, focusMode, adjustingFocus, exposureMode, adjustingExposure. Setters want
-/// the configuration lock; a change without it is made all the same, and noted in the driver's journal.
+/// the configuration lock; a change without it is made all the same, and drivers with a journal count it.
 class VELMORA_EXPORT AVCaptureDevice : public NSObject {
 public:
     /// Called with the time of the first frame that shows the setting, once, on a thread of the driver; never when the
@@ -168,9 +168,8 @@ private:
     using Edit = std::function<void(CaptureSettings&)>;
     void change(const std::string& what, const std::vector<std::string_view>& keys, const Edit& edit,
         CompletionHandler tookEffect = nullptr);
-    void noteUnlocked(const std::string& what) const;
     void hand(PendingChange next);
-    void makeActive(std::size_t index, const CaptureFormat& format);
+    void makeActive(std::size_t index, const CaptureFormat& format, const std::string& what);
     void hand(const std::string& what) { hand({ {}, what, nullptr }); }
     void take(const CaptureReadings& readings);
     CaptureReadings currentReadings() const; // every member is present
@@ -187,7 +186,6 @@ private:
     mutable std::mutex mutex_; // what follows; never held while a driver or an observer is called
     CaptureSettings settings_;
     CaptureReadings readings_;
-    bool locked_ = false;
     std::deque<PendingChange> pending_;
     bool applying_ = false;
     const void* streamUser_ = nullptr;

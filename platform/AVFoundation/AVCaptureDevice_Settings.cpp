@@ -398,11 +398,9 @@ void AVCaptureDevice::rampToVideoZoomFactor(double factor, float rate)
         NSLog("[AVCaptureDevice] Zoom rate %f is not above 0. Ignored.", rate);
         return;
     }
-    bool locked = false;
     std::uint64_t ramp = 0;
     {
         const std::lock_guard lock(mutex_);
-        locked = locked_;
         ramp = ++ramp_;
         ramping_ = true;
         rampFrom_ = settings_.zoomFactor;
@@ -410,8 +408,6 @@ void AVCaptureDevice::rampToVideoZoomFactor(double factor, float rate)
         rampRate_ = rate;
         rampBegan_ = Scheduler::current().clock().now();
     }
-    if (!locked)
-        noteUnlocked("zoomFactor " + number(factor));
     DispatchQueue::global().after(zoomStep, [weak = weakFromThis(*this), ramp] {
         if (const auto device = weak.lock())
             device->stepRamp(ramp);
@@ -439,7 +435,7 @@ void AVCaptureDevice::stepRamp(std::uint64_t ramp)
     if (ramp == 0)
         return;
 
-    hand("zoomFactor " + number(factor));
+    hand("auto zoomFactor " + number(factor));
     if (arrived)
         return;
     DispatchQueue::global().after(zoomStep, [weak = weakFromThis(*this), ramp] {

@@ -166,8 +166,10 @@ public:
     /// Locks are counted by the service; the driver hears of the first and the last.
     virtual std::optional<NSError> lock() = 0;
     virtual void unlock() = 0;
-    /// `what` names the change for the log of the device ("ISO 200"). Calls `tookEffect`, when given, with the time of
-    /// the first frame that shows it, once, or never when the device never obeys.
+    /// `what` names the change for the log of the device ("ISO 200"); what the service changes by itself (the format of
+    /// a preset, the steps of a zoom) begins with "auto " and needs no lock. Before the first call the device is as
+    /// described, in its most automatic modes, at the first frame rate of its format. Calls `tookEffect`, when given,
+    /// with the time of the first frame that shows it, once, or never when the device never obeys.
     virtual void apply(const CaptureSettings& settings, const std::string& what, std::function<void(CMTime)> tookEffect)
         = 0;
 
@@ -176,7 +178,7 @@ public:
         const StreamRequest& request, std::function<void(std::shared_ptr<CMSampleBuffer>)> deliver)
         = 0;
     virtual void stop() = 0;
-    /// Only while started. Answers through the events, done last.
+    /// Only while started. Answers through the events, done last, also when it is stopped or fails meanwhile.
     virtual void captureStill(const StillRequest& request, StillEvents events) = 0;
 
     /// Gains for a temperature and the way back, as the sensor is built; the service falls back on daylight.
