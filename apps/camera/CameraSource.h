@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+
+#include "apps/camera/Options.h"
+
+namespace velmora::drivers::phone {
+class VirtualPhone;
+}
+
+namespace velmora::camera {
+
+/// Where the cameras come from: this machine's, or a virtual phone that lives as long as this.
+class CameraSource {
+public:
+    /// Installs the drivers that the options ask for. Throws Refusal when there is no such camera.
+    explicit CameraSource(const Options& options);
+    ~CameraSource();
+    CameraSource(const CameraSource&) = delete;
+    CameraSource& operator=(const CameraSource&) = delete;
+
+    /// A place is to be expected soon.
+    bool hasPlace() const { return hasPlace_; }
+
+private:
+    void plugInVirtualPhone(const Options& options);
+
+    std::unique_ptr<drivers::phone::VirtualPhone> phone_;
+    bool hasPlace_ = false;
+};
+
+}

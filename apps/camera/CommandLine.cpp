@@ -1,0 +1,192 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/camera/CommandLine.h"
+
+#include <CLI/CLI.hpp>
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <iterator>
+
+#include "apps/camera/Refusal.h"
+
+namespace velmora::camera {
+
+namespace {
+
+template <class Value> struct Choice {
+    const char* word;
+    Value value;
+};
+
+constexpr std::array drivers { Choice { "auto", CameraDriver::Automatic }, Choice { "virtual", CameraDriver::Virtual },
+    Choice { "pipewire", CameraDriver::PipeWire }, Choice { "v4l2", CameraDriver::V4L2 } };
+constexpr std::array positions { Choice { "back", AVCaptureDevicePositionBack },
+    Choice { "front", AVCaptureDevicePositionFront } };
+constexpr std::array lenses { Choice { "wide", QVLensTypeWideAngle }, Choice { "tele", QVLensTypeTelephoto },
+    Choice { "ultrawide", QVLensTypeUltraWide }, Choice { "dual", QVLensTypeDual },
+    Choice { "dualwide", QVLensTypeDualWide }, Choice { "triple", QVLensTypeTriple },
+    Choice { "truedepth", QVLensTypeTrueDepth } };
+constexpr std::array orientations { Choice { "portrait", UIDeviceOrientationPortrait },
+    Choice { "upside-down", UIDeviceOrientationPortraitUpsideDown },
+    Choice { "landscape-left", UIDeviceOrientationLandscapeLeft },
+    Choice { "landscape-right", UIDeviceOrientationLandscapeRight } };
+constexpr std::array switches { Choice { "on", true }, Choice { "off", false } };
+constexpr std::array flashModes { Choice { "off", AVCaptureFlashModeOff }, Choice { "on", AVCaptureFlashModeOn },
+    Choice { "auto", AVCaptureFlashModeAuto } };
+constexpr std::array rawModes { Choice { "none", QVRawCaptureModeNone }, Choice { "only", QVRawCaptureModeRAWOnly },
+    Choice { "plus", QVRawCaptureModeRAWPlusJPEG } };
+
+Refusal wrongValue(const std::string& option, const std::string& text, const std::string& accepted)
+{
+    return { option + " cannot be \"" + text + "\"", "it is not one of its values", "it takes " + accepted,
+        ExitWrongCommandLine };
+}
+
+template <class Choices> std::string wordsOf(const Choices& choices, const std::string& separator)
+{
+    std::string words;
+    for (const auto& choice : choices)
+        words += (words.empty() ? "" : separator) + choice.word;
+    return words;
+}
+
+/// `target` may be optional.
+template <class Choices, class Target>
+CLI::Option* addChoice(
+    CLI::App& app, const std::string& name, Target& target, const Choices& choices, const std::string& description)
+{
+    const auto choose = [name, &target, &choices](const std::string& text) {
+        for (const auto& choice : choices) {
+            if (text == choice.word) {
+                target = choice.value;
+                return;
+            }
+        }
+        throw wrongValue(name, text, wordsOf(choices, ", "));
+    };
+    return app.add_option_function<std::string>(name, choose, description)->type_name(wordsOf(choices, "|"));
+}
+
+std::optional<double> number(std::string_view text)
+{
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value))
+        return std::nullopt;
+    return value;
+}
+
+CLLocationCoordinate2D coordinate(const std::string& text)
+{
+    constexpr auto accepted = "it takes LAT,LON in degrees: -90 to 90 and -180 to 180";
+    const auto comma = text.find(',');
+    const auto latitude = number(std::string_view(text).substr(0, comma));
+    const auto longitude = comma == std::string::npos ? std::nullopt : number(std::string_view(text).substr(comma + 1));
+    if (!latitude || !longitude)
+        throw Refusal("--at cannot be \"" + text + "\"", "it is not a pair of numbers", accepted, ExitWrongCommandLine);
+    if (std::abs(*latitude) > 90 || std::abs(*longitude) > 180)
+        throw Refusal("--at cannot be \"" + text + "\"", "it lies outside the globe", accepted, ExitWrongCommandLine);
+    return { *latitude, *longitude };
+}
+
+int photoCount(const std::string& text)
+{
+    constexpr int most = 100000;
+    const auto value = number(text);
+    if (!value || *value < 1 || *value > most || *value != std::floor(*value))
+        throw wrongValue("--count", text, "a whole number from 1 to " + std::to_string(most));
+    return static_cast<int>(*value);
+}
+
+void addGlobalOptions(CLI::App& app, GlobalOptions& options)
+{
+    addChoice(app, "--camera", options.driver, drivers,
+        "Which driver. auto takes a real camera; without one, the virtual phone if --phone, --footage or --at asks "
+        "for it");
+    app.add_option("--phone", options.phone, "The virtual phone: triple, single, none, or a JSON description")
+        ->type_name("NAME|FILE");
+    app.add_option("--footage", options.footage, "A JPEG, PNG or movie that the virtual phone's cameras see")
+        ->type_name("FILE");
+    app.add_option_function<std::string>(
+           "--at", [&options](const std::string& text) { options.at = coordinate(text); },
+           "Where the virtual phone is, in degrees; negative is south, west")
+        ->type_name("LAT,LON");
+    app.add_option("--library", options.library, "Where photos are kept; otherwise the user's pictures folder/Camera")
+        ->type_name("DIR");
+    app.add_flag("--json", options.json, "One JSON object on stdout, on failure too");
+    auto* quiet = app.add_flag_callback(
+        "--quiet", [&options] { options.log = LogLevel::Quiet; }, "No log on stderr");
+    app.add_flag_callback(
+           "--verbose", [&options] { options.log = LogLevel::Verbose; }, "The log on stderr, with times and queues")
+        ->excludes(quiet);
+}
+
+void addCameraOptions(CLI::App& command, CameraOptions& options)
+{
+    addChoice(command, "--position", options.position, positions, "Which side of the phone (back)");
+    addChoice(command, "--lens", options.lens, lenses, "Which lens (wide)");
+    addChoice(command, "--torch", options.torch, switches, "The lamp (off)");
+    addChoice(command, "--orientation", options.orientation, orientations,
+        "How the phone is held; otherwise as its sensors say");
+}
+
+void addShootOptions(CLI::App& command, ShootOptions& options)
+{
+    command
+        .add_option_function<std::string>(
+            "--count", [&options](const std::string& text) { options.count = photoCount(text); }, "How many photos (1)")
+        ->type_name("N");
+    command.add_option("--out", options.out, "Writes the files there instead of into the library")->type_name("DIR");
+    auto* raw = addChoice(command, "--raw", options.raw, rawModes, "A DNG alone, or beside the JPEG (none)");
+    addChoice(command, "--flash", options.flash, flashModes, "(off)");
+    command.add_flag("--live", options.live, "A live photo: with a short movie around it")->excludes(raw);
+}
+
+/// What CLI11 found wrong, as one of our sentences.
+Refusal refusal(const CLI::ParseError& error)
+{
+    return { "The command line is wrong", asClause(error.what()), "velmora-camera --help shows what is accepted",
+        ExitWrongCommandLine };
+}
+
+}
+
+std::variant<Options, Information> parseCommandLine(int argc, const char* const* argv)
+{
+    Options options;
+    CLI::App app("Takes photos with a phone's cameras, real ones or the virtual phone's.", "velmora-camera");
+    app.set_version_flag("--version", "velmora-camera " VELMORA_VERSION);
+    app.set_help_all_flag("--help-all", "Help for all commands");
+    app.require_subcommand(1);
+    addGlobalOptions(app, options.global);
+
+    CLI::App& shoot = *app.add_subcommand("shoot", "Takes photos, stores them, stops");
+    shoot.fallthrough(); // global options may stand anywhere
+    addCameraOptions(shoot, options.camera);
+    addShootOptions(shoot, options.shoot);
+    shoot.footer("Example:\n  velmora-camera shoot --camera virtual --footage field.jpg --at 35.0116,135.7681 --out .");
+    app.footer(
+        "Example:\n  velmora-camera --camera virtual shoot --count 3 --out photos\n\n"
+        "Exit status: 0 done; 1 refused by a device, a file, the disk, a permission or a limit; 2 a wrong command "
+        "line;\n130 and 143 after a signal. velmora-camera shoot --help shows the command's own options.");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        const auto commands = app.get_subcommands();
+        return Information { commands.empty() ? app.help() : commands.front()->help("velmora-camera") };
+    } catch (const CLI::CallForAllHelp&) {
+        return Information { app.help("", CLI::AppFormatMode::All) };
+    } catch (const CLI::CallForVersion&) {
+        return Information { "velmora-camera " VELMORA_VERSION "\n" };
+    } catch (const CLI::RequiredError&) {
+        throw Refusal("The command line is wrong", "no command is in it",
+            "velmora-camera --help shows what is accepted", ExitWrongCommandLine);
+    } catch (const CLI::ParseError& error) {
+        throw refusal(error);
+    }
+    return options;
+}
+
+}

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "velmora/capture/QVRawCaptureMode.h"
+#include "velmora/model/QVLensType.h"
+
+#include "platform/AVFoundation/AVMediaTypes.h"
+#include "platform/CoreLocation/CLLocation.h"
+#include "platform/Foundation/NSLog.h"
+#include "platform/UIKit/UIOrientation.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace velmora::camera {
+
+enum class CameraDriver : std::uint8_t { Automatic, Virtual, PipeWire, V4L2 };
+
+/// What stands for every command.
+struct GlobalOptions {
+    CameraDriver driver = CameraDriver::Automatic;
+    std::optional<std::string> phone; ///< a built-in name, or a file
+    std::optional<std::string> footage;
+    std::optional<CLLocationCoordinate2D> at;
+    std::optional<std::filesystem::path> library;
+    bool json = false;
+    LogLevel log = LogLevel::Normal;
+
+    /// Somebody who describes the virtual phone wants it.
+    bool describesPhone() const { return phone || footage || at; }
+};
+
+/// Which camera, and how it is set.
+struct CameraOptions {
+    AVCaptureDevicePosition position = AVCaptureDevicePositionBack;
+    QVLensType lens = QVLensTypeWideAngle;
+    bool torch = false;
+    std::optional<UIDeviceOrientation> orientation; ///< how the phone is held; its own sensors tell otherwise
+};
+
+struct ShootOptions {
+    int count = 1;
+    std::optional<std::filesystem::path> out;
+    QVRawCaptureMode raw = QVRawCaptureModeNone;
+    AVCaptureFlashMode flash = AVCaptureFlashModeOff;
+    bool live = false;
+};
+
+struct Options {
+    GlobalOptions global;
+    CameraOptions camera;
+    ShootOptions shoot;
+};
+
+}

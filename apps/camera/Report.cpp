@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/camera/Report.h"
+
+#include <nlohmann/json.hpp>
+
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <sstream>
+
+namespace velmora::camera {
+
+using nlohmann::ordered_json;
+
+namespace {
+
+std::string localTime(double secondsSince1970, const char* format)
+{
+    const auto seconds = static_cast<std::time_t>(std::floor(secondsSince1970));
+    std::tm local {};
+    localtime_r(&seconds, &local);
+    std::array<char, 64> text {};
+    std::strftime(text.data(), text.size(), format, &local);
+    return text.data();
+}
+
+/// "2026-01-02T03:04:05+01:00"
+std::string isoTime(double secondsSince1970)
+{
+    auto text = localTime(secondsSince1970, "%Y-%m-%dT%H:%M:%S%z");
+    return text.insert(text.size() - 2, ":");
+}
+
+template <class... Args> std::string printed(const char* format, Args... args)
+{
+    std::array<char, 128> text {};
+    std::snprintf(text.data(), text.size(), format, args...);
+    return text.data();
+}
+
+template <class Value> void putIfKnown(ordered_json& object, const char* key, const std::optional<Value>& value)
+{
+    if (value)
+        object[key] = *value;
+}
+
+void putIfKnown(ordered_json& object, const char* key, const std::optional<std::filesystem::path>& path)
+{
+    if (path)
+        object[key] = path->string();
+}
+
+double rounded(double milliseconds)
+{
+    return std::round(milliseconds * 1000) / 1000;
+}
+
+ordered_json objectFor(const PhotoReport& photo)
+{
+    ordered_json object = ordered_json::object();
+    putIfKnown(object, "jpg", photo.jpg);
+    putIfKnown(object, "dng", photo.dng);
+    putIfKnown(object, "movie", photo.movie);
+    putIfKnown(object, "width", photo.width);
+    putIfKnown(object, "height", photo.height);
+    object["date"] = isoTime(photo.secondsSince1970);
+    if (photo.place) {
+        object["latitude"] = photo.place->latitude;
+        object["longitude"] = photo.place->longitude;
+    }
+    putIfKnown(object, "landmark", photo.landmark);
+    putIfKnown(object, "iso", photo.iso);
+    putIfKnown(object, "exposureSeconds", photo.exposureSeconds);
+    object["flashFired"] = photo.flashFired;
+    const auto& times = photo.milliseconds;
+    object["milliseconds"] = { { "request", rounded(times.request) }, { "exposure", rounded(times.exposure) },
+        { "data", rounded(times.data) }, { "file", rounded(times.file) } };
+    return object;
+}
+
+std::string exposureText(double seconds)
+{
+    return seconds > 0 && seconds < 0.4 ? printed("1/%.0f s", 1 / seconds) : printed("%.3g s", seconds);
+}
+
+/// "4032 x 3024 pixels, 2.3 MB, taken 2026-01-02 03:04:05 +0100"
+std::string pictureLine(const PhotoReport& photo)
+{
+    std::string line;
+    if (photo.width && photo.height)
+        line = std::to_string(*photo.width) + " x " + std::to_string(*photo.height) + " pixels, ";
+    return line + printed("%.1f MB, taken ", static_cast<double>(photo.bytes) / 1e6)
+        + localTime(photo.secondsSince1970, "%Y-%m-%d %H:%M:%S %z");
+}
+
+/// "Kyoto (35.01160, 135.76810)"
+std::string placeLine(const PhotoReport& photo)
+{
+    const auto position = printed("%.5f, %.5f", photo.place->latitude, photo.place->longitude);
+    return photo.landmark ? *photo.landmark + " (" + position + ")" : "at " + position;
+}
+
+/// "1/60 s, f/1.8, ISO 100, flash off"
+std::string exposureLine(const PhotoReport& photo)
+{
+    std::string line;
+    if (photo.exposureSeconds)
+        line += exposureText(*photo.exposureSeconds) + ", ";
+    if (photo.fNumber)
+        line += printed("f/%.3g, ", *photo.fNumber);
+    if (photo.iso)
+        line += printed("ISO %.0f, ", *photo.iso);
+    return line + (photo.flashFired ? "flash fired" : "no flash");
+}
+
+std::string linesFor(const PhotoReport& photo)
+{
+    std::ostringstream lines;
+    for (const auto& path : { photo.jpg, photo.dng, photo.movie })
+        if (path)
+            lines << path->string() << '\n';
+    lines << "  " << pictureLine(photo) << '\n';
+    if (photo.place)
+        lines << "  " << placeLine(photo) << '\n';
+    lines << "  " << exposureLine(photo) << '\n';
+    return lines.str();
+}
+
+void writeToStandardOutput(const std::string& text)
+{
+    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0)
+        throw Refusal("The report cannot be written", std::strerror(errno), "give a standard output that takes it");
+}
+
+}
+
+class Report::Object {
+public:
+    ordered_json json = { { "version", 1 }, { "driver", "none" } };
+};
+
+Report::Report(Form form)
+    : form_(form)
+    , object_(std::make_unique<Object>())
+{
+}
+
+Report::~Report() = default;
+
+void Report::setCamera(const std::string& driver, const std::string& identifier)
+{
+    object_->json["driver"] = driver;
+    object_->json["camera"] = identifier;
+    object_->json["photos"] = ordered_json::array();
+}
+
+void Report::add(const PhotoReport& photo)
+{
+    object_->json["photos"].push_back(objectFor(photo));
+    if (form_ == Form::Lines)
+        writeToStandardOutput(linesFor(photo));
+}
+
+void Report::tell(const std::string& text)
+{
+    writeToStandardOutput(text);
+}
+
+void Report::print()
+{
+    if (form_ == Form::Lines)
+        return;
+    // A file name may hold bytes that are no text.
+    writeToStandardOutput(object_->json.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n");
+}
+
+void Report::fail(const Refusal& refusal)
+{
+    std::fprintf(stderr, "velmora-camera: %s\n", refusal.what());
+    object_->json["error"] = { { "what", refusal.subject() }, { "why", refusal.why() }, { "do", refusal.advice() } };
+    try {
+        print();
+    } catch (const Refusal&) {
+        // stderr has the reason, and stdout takes nothing more.
+    }
+}
+
+}

@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/apps/camera/CameraProgram.h"
+
+namespace velmora::tests {
+
+using testing::HasSubstr;
+
+class CommandLine : public CameraProgram { };
+
+TEST_F(CommandLine, HelpNamesTheCommandsAndExitsWithZero)
+{
+    const auto outcome = run("--help");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, HasSubstr("shoot"));
+    EXPECT_THAT(outcome.out, HasSubstr("Exit status"));
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(CommandLine, HelpOfACommandNamesItsOptionsWithAnExample)
+{
+    const auto outcome = run("shoot --help");
+    EXPECT_EQ(outcome.status, 0);
+    for (const auto* option : { "--count", "--out", "--raw", "--flash", "--live", "--position", "--lens", "--torch",
+             "--orientation", "Example:" })
+        EXPECT_THAT(outcome.out, HasSubstr(option));
+}
+
+TEST_F(CommandLine, TellsItsVersion)
+{
+    const auto outcome = run("--version");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "velmora-camera 0.1.0\n");
+}
+
+TEST_F(CommandLine, WithoutACommandItIsWrong)
+{
+    const auto outcome = run("");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err,
+        "velmora-camera: The command line is wrong: no command is in it; velmora-camera --help shows what is "
+        "accepted.\n");
+}
+
+struct WrongLine {
+    const char *arguments, *sentence;
+};
+
+class WrongCommandLine : public CameraProgram, public testing::WithParamInterface<WrongLine> { };
+
+TEST_P(WrongCommandLine, EndsWithTwoAndOneSentence)
+{
+    const auto outcome = run(GetParam().arguments);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, std::string("velmora-camera: ") + GetParam().sentence + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, WrongCommandLine,
+    testing::Values(WrongLine { "shoot --lens fish",
+                        "--lens cannot be \"fish\": it is not one of its values; it takes wide, tele, ultrawide, dual, "
+                        "dualwide, triple, truedepth." },
+        WrongLine { "shoot --position left",
+            "--position cannot be \"left\": it is not one of its values; it takes back, front." },
+        WrongLine { "--camera webcam shoot",
+            "--camera cannot be \"webcam\": it is not one of its values; it takes auto, virtual, pipewire, v4l2." },
+        WrongLine { "shoot --count 0",
+            "--count cannot be \"0\": it is not one of its values; it takes a whole number from 1 to 100000." },
+        WrongLine { "shoot --count 1.5",
+            "--count cannot be \"1.5\": it is not one of its values; it takes a whole number from 1 to 100000." },
+        WrongLine { "shoot --at 90.01,0",
+            "--at cannot be \"90.01,0\": it lies outside the globe; it takes LAT,LON in degrees: -90 to 90 and -180 to "
+            "180." },
+        WrongLine { "shoot --at 0,-180.5",
+            "--at cannot be \"0,-180.5\": it lies outside the globe; it takes LAT,LON in degrees: -90 to 90 and -180 "
+            "to "
+            "180." },
+        WrongLine { "shoot --at nan,0",
+            "--at cannot be \"nan,0\": it is not a pair of numbers; it takes LAT,LON in degrees: -90 to 90 and -180 to "
+            "180." },
+        WrongLine { "shoot --at 12",
+            "--at cannot be \"12\": it is not a pair of numbers; it takes LAT,LON in degrees: -90 to 90 and -180 to "
+            "180." }));
+
+TEST_F(CommandLine, AnUnknownOptionIsNamed)
+{
+    const auto outcome = run("shoot --lense wide");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("--lense"));
+}
+
+TEST_F(CommandLine, ALivePhotoIsNeverRAW)
+{
+    const auto outcome = run("shoot --live --raw only");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("--raw excludes --live"));
+}
+
+TEST_F(CommandLine, AWrongLineIsJSONTooWhenAskedFor)
+{
+    const auto outcome = run("--json shoot --lens fish");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.json()["version"], 1);
+    EXPECT_EQ(outcome.json()["driver"], "none");
+    EXPECT_EQ(outcome.json()["error"]["what"], "--lens cannot be \"fish\"");
+    EXPECT_EQ(outcome.json()["error"]["why"], "it is not one of its values");
+    EXPECT_EQ(outcome.json()["error"]["do"], "it takes wide, tele, ultrawide, dual, dualwide, triple, truedepth");
+}
+
+}
