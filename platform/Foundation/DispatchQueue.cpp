@@ -35,15 +35,17 @@ DispatchQueue& DispatchQueue::global()
 
 void DispatchQueue::async(Block block) const
 {
-    Scheduler::current().add(state_, std::move(block));
+    const auto state = state_; // the block may end this queue's owner before the call is through
+    Scheduler::current().add(state, std::move(block));
 }
 
 void DispatchQueue::after(double seconds, Block block) const
 {
     Scheduler& scheduler = Scheduler::current();
     const double when = scheduler.clock().now() + seconds;
-    state_->addAt(when, std::move(block));
-    scheduler.deadlineAdded(state_, when);
+    const auto state = state_; // as in async
+    state->addAt(when, std::move(block));
+    scheduler.deadlineAdded(state, when);
 }
 
 void DispatchQueue::sync(const Block& block) const
@@ -55,7 +57,8 @@ void DispatchQueue::sync(const Block& block) const
     if (state_->isCurrent())
         fatalError("[DispatchQueue] The serial queue \"" + state_->label()
             + "\" waits for itself: sync was called from one of its own blocks and could never answer.");
-    Scheduler::current().runSync(state_, block);
+    const auto state = state_; // as in async
+    Scheduler::current().runSync(state, block);
 }
 
 bool DispatchQueue::isCurrent() const
