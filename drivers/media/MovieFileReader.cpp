@@ -3,6 +3,7 @@
 
 #include "drivers/media/LibAV.h"
 #include "drivers/media/PictureLimits.h"
+#include "drivers/media/PictureScaler.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -152,22 +153,17 @@ private:
     std::shared_ptr<CVPixelBuffer> converted(const AVFrame& frame)
     {
         const auto format = static_cast<AVPixelFormat>(frame.format);
-        scaler_.reset(sws_getCachedContext(scaler_.release(), frame.width, frame.height, format, frame.width,
-            frame.height, AV_PIX_FMT_NV12, SWS_BILINEAR, nullptr, nullptr, nullptr));
-        if (!scaler_)
-            throw damaged("The movie " + path_ + " has pictures of a kind that cannot be shown. Convert it to H.264.");
         const bool full = frame.color_range == AVCOL_RANGE_JPEG || format == AV_PIX_FMT_YUVJ420P
             || format == AV_PIX_FMT_YUVJ422P || format == AV_PIX_FMT_YUVJ444P;
         constexpr int highDefinition = 720; // where movies that do not say use the newer matrix
         const bool unsaid = frame.colorspace == AVCOL_SPC_UNSPECIFIED;
         const int space = unsaid ? (frame.height >= highDefinition ? SWS_CS_ITU709 : SWS_CS_ITU601) : frame.colorspace;
-        sws_setColorspaceDetails(scaler_.get(), sws_getCoefficients(space), full, sws_getCoefficients(SWS_CS_ITU601), 1,
-            0, 1 << 16, 1 << 16);
         auto pixels = CVPixelBuffer::create(frame.width, frame.height, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange);
         std::uint8_t* planes[4] { pixels->planes()[0].data, pixels->planes()[1].data };
         const int strides[4] { static_cast<int>(pixels->planes()[0].stride),
             static_cast<int>(pixels->planes()[1].stride) };
-        pictures_.check(sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, planes, strides));
+        scaler_.convert(frame, { format, frame.width, frame.height, full, space }, planes, strides,
+            { AV_PIX_FMT_NV12, frame.width, frame.height });
         return pixels;
     }
 
@@ -204,7 +200,7 @@ private:
 
     std::string path_;
     Decoding pictures_;
-    libav::Scaler scaler_;
+    PictureScaler scaler_;
     std::optional<std::int64_t> start_;
     std::int64_t last_ = 0;
     std::uint64_t sequence_ = 0;

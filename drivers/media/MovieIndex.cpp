@@ -106,6 +106,9 @@ struct Track {
     std::vector<Sample> samples;
 
     std::int64_t start() const { return samples.front().decodeTime + samples.front().shift; }
+    /// Ticks of what an encoder of sound puts in front, which is a frame.
+    std::int64_t lead() const { return pictures ? 0 : samples.front().duration; }
+    double startInSeconds() const { return static_cast<double>(start() - lead()) / timescale; }
     std::int64_t length() const ///< ticks from the first sample to the end of the last
     {
         std::int64_t end = 0;
@@ -408,7 +411,7 @@ Bytes withDuration(const Atom& header, std::size_t between, std::uint64_t durati
 /// front that are not heard.
 Bytes editList(const Movie& movie, const Track& track, double origin)
 {
-    const double offset = static_cast<double>(track.start()) / track.timescale - origin;
+    const double offset = track.startInSeconds() - origin;
     const std::int64_t hidden = offset < 0 ? std::llround(-offset * track.timescale) : 0;
     const auto empty = static_cast<std::uint64_t>(offset > 0 ? std::llround(offset * movie.timescale) : 0);
     Bytes list;
@@ -428,7 +431,7 @@ Bytes editList(const Movie& movie, const Track& track, double origin)
 /// What a player shows of the track, in movie time.
 std::uint64_t shownLength(const Movie& movie, const Track& track, double origin)
 {
-    const auto before = std::llround((static_cast<double>(track.start()) / track.timescale - origin) * track.timescale);
+    const auto before = std::llround((track.startInSeconds() - origin) * track.timescale);
     return inMovieTime(movie, std::max<std::int64_t>(0, track.length() + before), track.timescale);
 }
 
@@ -588,7 +591,7 @@ Bytes indexAtom(const Movie& movie, const std::optional<std::uint64_t>& stillTim
     double origin = 0;
     for (const Track& track : movie.tracks)
         if (track.pictures && !track.samples.empty())
-            origin = static_cast<double>(track.start()) / track.timescale;
+            origin = track.startInSeconds();
     std::uint64_t length = 0;
     std::uint32_t next = 1;
     for (const Track& track : movie.tracks) {

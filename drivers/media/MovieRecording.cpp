@@ -196,13 +196,11 @@ void MovieRecording::appendSound(const CMSampleBuffer& buffer)
 VideoTrack::Sink MovieRecording::sinkOf(AVStream* stream, AVCodecContext& codec)
 {
     return [this, stream, &codec](AVPacket& packet) {
-        // An encoder of sound puts samples in front: everything is that much later, so that no time is below 0.
-        AVRational unit = codec.time_base;
-        const int padding = audio_ ? audio_->codec().initial_padding : 0;
-        const AVRational second { 1, audio_ ? audio_->codec().sample_rate : 1 };
-        const std::int64_t later = av_rescale_q(padding, second, unit);
-        packet.pts += later;
-        packet.dts += later;
+        const AVRational unit = codec.time_base;
+        // An encoder of sound puts samples in front. No time may be below 0, and each track of a fragmented movie
+        // begins at 0; the index moves the sound back.
+        packet.pts += codec.initial_padding;
+        packet.dts += codec.initial_padding;
         if (packet.duration == 0 && stream == pictures_)
             packet.duration = av_rescale_q(1, av_inv_q(codec.framerate), unit);
         av_packet_rescale_ts(&packet, unit, stream->time_base);

@@ -174,22 +174,16 @@ libav::Frame VideoTrack::wrapped(const CVPixelBuffer& pixels, const std::shared_
 
 libav::Frame VideoTrack::converted(const AVFrame& source)
 {
-    scaler_.reset(
-        sws_getCachedContext(scaler_.release(), source.width, source.height, static_cast<AVPixelFormat>(source.format),
-            codec_->width, codec_->height, inputFormat_, SWS_BILINEAR, nullptr, nullptr, nullptr));
-    if (!scaler_)
-        throw cannotWrite(std::string(cannotEncode) + ": they cannot be converted for the encoder.");
-    const int* matrix = sws_getCoefficients(SWS_CS_ITU601);
-    sws_setColorspaceDetails(
-        scaler_.get(), matrix, source.color_range == AVCOL_RANGE_JPEG, matrix, fullRange_, 0, 1 << 16, 1 << 16);
     libav::Frame frame(av_frame_alloc());
     frame->format = inputFormat_;
     frame->width = codec_->width;
     frame->height = codec_->height;
     frame->color_range = codec_->color_range;
     libav::check(av_frame_get_buffer(frame.get(), 0), cannotEncode);
-    libav::check(sws_scale(scaler_.get(), source.data, source.linesize, 0, source.height, frame->data, frame->linesize),
-        cannotEncode);
+    const PictureScaler::Kind from { static_cast<AVPixelFormat>(source.format), source.width, source.height,
+        source.color_range == AVCOL_RANGE_JPEG };
+    const PictureScaler::Kind to { inputFormat_, codec_->width, codec_->height, fullRange_ };
+    scaler_.convert(source, from, frame->data, frame->linesize, to);
     return frame;
 }
 

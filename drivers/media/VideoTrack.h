@@ -4,6 +4,7 @@
 #include "platform/AVFoundation/MovieWriter.h"
 
 #include "drivers/media/LibAV.h"
+#include "drivers/media/PictureScaler.h"
 
 #include <functional>
 
@@ -39,7 +40,7 @@ private:
 
     libav::Codec codec_;
     libav::Buffer device_;
-    libav::Scaler scaler_;
+    PictureScaler scaler_;
     libav::Packet packet_ { av_packet_alloc() };
     AVPixelFormat inputFormat_ = AV_PIX_FMT_NV12; ///< in ordinary memory
     bool fullRange_ = true;
