@@ -14,7 +14,7 @@ namespace velmora {
 namespace {
 
 /// The object in a value; null when it holds none.
-const NSObject* objectIn(const ArchiveValue& value)
+const NSObject* borrowedObject(const ArchiveValue& value)
 {
     return std::visit(
         [](const auto& held) -> const NSObject* {
@@ -24,12 +24,6 @@ const NSObject* objectIn(const ArchiveValue& value)
                 return nullptr;
         },
         value);
-}
-
-/// Nil is also a pointer that is empty, whatever it could point to.
-bool isNilValue(const ArchiveValue& value)
-{
-    return value.index() == 0 || (value.index() > 4 && !objectIn(value));
 }
 
 std::string shortest(double number)
@@ -95,12 +89,17 @@ std::string NSDictionary::description() const
     return text + "}";
 }
 
+bool isNilValue(const ArchiveValue& value)
+{
+    return value.index() == 0 || (value.index() > 4 && !borrowedObject(value));
+}
+
 bool isEqual(const ArchiveValue& a, const ArchiveValue& b)
 {
     if (isNilValue(a) || isNilValue(b))
         return isNilValue(a) && isNilValue(b);
-    const NSObject* object = objectIn(a);
-    const NSObject* other = objectIn(b);
+    const NSObject* object = borrowedObject(a);
+    const NSObject* other = borrowedObject(b);
     if (object || other)
         return object && other && object->isEqual(other);
     return a == b;
@@ -110,7 +109,7 @@ std::string description(const ArchiveValue& value)
 {
     if (isNilValue(value))
         return std::string(nilDescription);
-    if (const NSObject* object = objectIn(value))
+    if (const NSObject* object = borrowedObject(value))
         return object->description();
     if (const auto* number = std::get_if<double>(&value))
         return shortest(*number);
@@ -119,6 +118,35 @@ std::string description(const ArchiveValue& value)
     if (const auto* flag = std::get_if<bool>(&value))
         return *flag ? "1" : "0";
     return std::to_string(std::get<std::int64_t>(value));
+}
+
+Value boxed(const ArchiveValue& value)
+{
+    return std::visit([](const auto& held) -> Value { return box(held); }, value);
+}
+
+ArchiveValue unboxed(const Value& value)
+{
+    if (const auto* flag = std::any_cast<bool>(&value))
+        return *flag;
+    if (const auto* whole = std::any_cast<std::int64_t>(&value))
+        return *whole;
+    if (const auto* number = std::any_cast<double>(&value))
+        return *number;
+    if (const auto* text = std::any_cast<std::string>(&value))
+        return *text;
+    const auto* held = std::any_cast<std::shared_ptr<NSObject>>(&value);
+    if (!held || !*held)
+        return {};
+    if (auto data = std::dynamic_pointer_cast<NSData>(*held))
+        return data;
+    if (auto date = std::dynamic_pointer_cast<NSDate>(*held))
+        return date;
+    if (auto array = std::dynamic_pointer_cast<NSArray>(*held))
+        return array;
+    if (auto dictionary = std::dynamic_pointer_cast<NSDictionary>(*held))
+        return dictionary;
+    return *held;
 }
 
 }

@@ -54,6 +54,8 @@ private:
     ArchiveDictionary values_;
 };
 
+/// True for nil: nothing, and a pointer that is empty.
+VELMORA_EXPORT bool isNilValue(const ArchiveValue& value);
 /// Equal by type and content; objects by isEqual.
 VELMORA_EXPORT bool isEqual(const ArchiveValue& a, const ArchiveValue& b);
 VELMORA_EXPORT std::string description(const ArchiveValue& value);
@@ -72,5 +74,23 @@ template <class T> std::optional<T> valueIn(const ArchiveDictionary& dictionary,
             return static_cast<double>(*whole);
     return std::nullopt;
 }
+
+/// The object in `value`; empty when it holds none or one of another class.
+template <class T> std::shared_ptr<T> objectIn(const ArchiveValue& value)
+{
+    return std::visit(
+        [](const auto& held) -> std::shared_ptr<T> {
+            if constexpr (detail::isShared<std::remove_cvref_t<decltype(held)>>)
+                return std::dynamic_pointer_cast<T>(held);
+            else
+                return nullptr;
+        },
+        value);
+}
+
+/// The value as arguments and results travel when a method is called by name, and back; what an archive cannot hold is
+/// nil.
+VELMORA_EXPORT Value boxed(const ArchiveValue& value);
+VELMORA_EXPORT ArchiveValue unboxed(const Value& value);
 
 }

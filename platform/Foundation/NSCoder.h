@@ -59,19 +59,6 @@ template <class T> std::optional<T> decoded(const NSCoder& coder, std::string_vi
     return std::nullopt;
 }
 
-/// The object in `value`; empty when it holds none or one of another class.
-template <class T> std::shared_ptr<T> objectIn(const ArchiveValue& value)
-{
-    return std::visit(
-        [](const auto& held) -> std::shared_ptr<T> {
-            if constexpr (detail::isShared<std::remove_cvref_t<decltype(held)>>)
-                return std::dynamic_pointer_cast<T>(held);
-            else
-                return nullptr;
-        },
-        value);
-}
-
 /// The object under `key`; empty when it is absent or of another class.
 template <class T> std::shared_ptr<T> decodedObject(const NSCoder& coder, std::string_view key)
 {

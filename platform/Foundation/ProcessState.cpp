@@ -11,6 +11,7 @@ namespace {
 struct Resets {
     std::mutex mutex;
     std::vector<std::function<void()>> all;
+    bool wasReset = false;
 };
 Resets& resets()
 {
@@ -31,9 +32,16 @@ void ProcessState::reset()
     {
         const std::lock_guard lock(resets().mutex);
         all = resets().all;
+        resets().wasReset = true;
     }
     for (const auto& each : all)
         each();
+}
+
+bool ProcessState::wasReset()
+{
+    const std::lock_guard lock(resets().mutex);
+    return resets().wasReset;
 }
 
 }

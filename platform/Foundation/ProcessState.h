@@ -13,6 +13,8 @@ class VELMORA_EXPORT ProcessState {
 public:
     static void add(std::function<void()> reset);
     static void reset();
+    /// Whether it was reset ever: then this is a simulation, and a person's own files are left alone.
+    static bool wasReset();
 };
 
 }

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+namespace velmora::tests {
+
+/// An environment variable that has another value, or none, while this lives.
+class Environment {
+public:
+    Environment(std::string name, const std::optional<std::string>& value)
+        : name_(std::move(name))
+    {
+        if (const char* before = std::getenv(name_.c_str()))
+            before_ = before;
+        set(value);
+    }
+    ~Environment() { set(before_); }
+    Environment(const Environment&) = delete;
+    Environment& operator=(const Environment&) = delete;
+
+private:
+    void set(const std::optional<std::string>& value)
+    {
+        if (value)
+            setenv(name_.c_str(), value->c_str(), 1);
+        else
+            unsetenv(name_.c_str());
+    }
+
+    std::string name_;
+    std::optional<std::string> before_;
+};
+
+}
