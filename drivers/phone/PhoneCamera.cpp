@@ -249,7 +249,8 @@ void PhoneCamera::apply(
         if (camera)
             delay = secondsOfFrame(*camera, condition_);
     }
-    world_->state().note(withLock ? what : what + " without a lock", id_);
+    const bool needsLock = !what.starts_with("auto "); // the service's own changes need none
+    world_->state().note(withLock || !needsLock ? what : what + " without a lock", id_);
     if (fault && fault->outcome == Outcome::Never)
         return;
     if (fault)
