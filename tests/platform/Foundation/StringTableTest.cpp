@@ -30,6 +30,7 @@ TEST(StringTable, ReadsEscapes)
 {
     const StringTable table = StringTable::parse(R"("k" = "a\n\t\"b\" \\ \' \u00e9 \U20AC \uD83D\uDCF7";)");
     EXPECT_EQ(table.texts.at("k"), "a\n\t\"b\" \\ ' \u00e9 \u20ac \U0001F4F7");
+    EXPECT_EQ(StringTable::parse("k = \"\\uE000\\uD7FF\";").texts.at("k"), "\xEE\x80\x80\xED\x9F\xBF");
 }
 
 TEST(StringTable, ReadsUTF8WithAByteOrderMark)
