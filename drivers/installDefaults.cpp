@@ -2,12 +2,14 @@
 #include "drivers/installDefaults.h"
 
 #include "drivers/media/install.h"
+#include "drivers/places/install.h"
 
 namespace velmora::drivers {
 
 void installDefaults()
 {
     media::install();
+    places::install();
 }
 
 }

@@ -28,6 +28,26 @@ protected:
     }
 };
 
+/// An application's own place names: the device moves a little while they are first asked.
+class AskingPlaces : public GeocodingDriver {
+public:
+    explicit AskingPlaces(std::weak_ptr<QVLocationProvider> provider)
+        : provider_(std::move(provider))
+    {
+    }
+    void reverseGeocode(std::shared_ptr<CLLocation> location, Answer answer) override
+    {
+        if (++asked == 1)
+            if (const auto provider = provider_.lock())
+                provider->locationManagerDidUpdateLocations(*provider->locationManager(), { location });
+        answer({}, {});
+    }
+    int asked = 0;
+
+private:
+    std::weak_ptr<QVLocationProvider> provider_;
+};
+
 /// A location whose distance from (0, 0) is 1000 metres to the last bit.
 std::shared_ptr<CLLocation> exactlyAKilometreAway()
 {
@@ -133,10 +153,13 @@ TEST_F(LocationProvider, AccessWhileInUseWithoutTrackingStops)
 {
     start();
     provider->stop();
-    permit(2);
+    clock.advance(0);
+    provider->locationManager()->startUpdatingLocation();
+    permit(0);
     forget();
     permit(4);
     EXPECT_EQ(count("start"), 0U);
+    EXPECT_EQ(count("stop"), 1U);
 }
 
 TEST_F(LocationProvider, AnUndeterminedAuthorisationDoesNothing)
@@ -280,12 +303,13 @@ TEST_F(TrackingProvider, ADistanceThatIsNotANumberCountsAsGreater)
 
 TEST_F(LocationProvider, ThePausedFlagIsSetAfterTheGeocodeCall)
 {
-    // A geocoder that fails before its call returns would be forgotten; on the main queue it never does.
     start();
-    failGeocoding();
+    const auto places = std::make_shared<AskingPlaces>(provider);
+    const auto before = GeocodingDriver::installed();
+    GeocodingDriver::install(places);
     moveTo(0);
-    moveTo(1);
-    EXPECT_EQ(geocodes(), 2U);
+    GeocodingDriver::install(before);
+    EXPECT_EQ(places->asked, 2); // the update within the call found it unpaused
 }
 
 TEST_F(LocationProvider, TheFirstThreeGeocodeFailuresAreRetriedAtTheNextUpdate)
