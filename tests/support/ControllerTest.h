@@ -6,6 +6,8 @@
 #include "platform/AVFoundation/AVCaptureDevice.h"
 #include "platform/AVFoundation/AVCaptureSession.h"
 
+#include "drivers/media/install.h"
+
 #include "tests/support/CapturedLog.h"
 #include "tests/support/PhoneTest.h"
 
@@ -21,7 +23,11 @@ using Lines = std::vector<std::string>;
 /// A phone, its log, and controllers that are made in one word.
 class ControllerTest : public PhoneTest {
 protected:
-    using PhoneTest::PhoneTest;
+    explicit ControllerTest(drivers::phone::PhoneDescription description = smallPhone())
+        : PhoneTest(std::move(description))
+    {
+        drivers::media::install(); // photos are files in memory
+    }
     ~ControllerTest() override
     {
         controller.reset();

@@ -7,11 +7,10 @@
 
 namespace velmora {
 
-std::string QVCameraLocalizedTitleForVideoStabilizationMode(AVCaptureVideoStabilizationMode mode)
+std::optional<std::string> QVCameraLocalizedTitleForVideoStabilizationMode(AVCaptureVideoStabilizationMode mode)
 {
     // Three names are the application's own: it may call them as its other texts do.
-    const auto application
-        = [](const char* key) { return NSBundle::mainBundle()->localizedStringForKey(key, "", std::nullopt); };
+    const auto application = [](const char* key) { return NSBundle::mainBundle()->localizedStringForKey(key); };
     switch (mode) {
     case AVCaptureVideoStabilizationModeAuto:
         return application("Automatic");

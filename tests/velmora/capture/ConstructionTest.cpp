@@ -14,10 +14,6 @@ using namespace drivers::phone;
 
 class Construction : public ControllerTest {
 protected:
-    Construction()
-        : ControllerTest(smallPhone())
-    {
-    }
 
     void setCameras(std::vector<Camera> cameras)
     {

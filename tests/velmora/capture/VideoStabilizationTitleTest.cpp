@@ -1,27 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "velmora/capture/QVVideoStabilizationTitle.h"
+#include "velmora/resources/QVFrameworkIdentifier.h"
 
-#include "tests/support/PhoneTest.h"
+#include "platform/Foundation/NSBundle.h"
+
+#include "tests/support/SteppedTest.h"
 
 namespace velmora::tests {
 
-using namespace drivers::phone;
-
-class StabilisationTitle : public PhoneTest {
+class StabilisationTitle : public SteppedTest {
 protected:
     StabilisationTitle()
-        : PhoneTest(withTexts())
     {
+        NSBundle::bundleWithIdentifier(QVFrameworkIdentifier)
+            ->overrideStrings({ { "OFF", "Aus" }, { "STANDARD", "Normal" }, { "CINEMATIC", "Kino" } });
+        NSBundle::mainBundle()->overrideStrings({ { "Automatic", "Automatisch" }, { "Cinematic Extended", "Kino lang" },
+            { "Preview Optimized", "Vorschau" }, { "Cinematic Extended Enhanced", "nobody asks for this" } });
     }
-    static PhoneDescription withTexts()
-    {
-        auto description = smallPhone();
-        description.frameworkStrings = { { "OFF", "Aus" }, { "STANDARD", "Normal" }, { "CINEMATIC", "Kino" } };
-        description.applicationStrings = { { "Automatic", "Automatisch" }, { "Cinematic Extended", "Kino lang" },
-            { "Preview Optimized", "Vorschau" }, { "Cinematic Extended Enhanced", "nobody asks for this" } };
-        return description;
-    }
-    static std::string title(int mode)
+    static std::optional<std::string> title(int mode)
     {
         return QVCameraLocalizedTitleForVideoStabilizationMode(static_cast<AVCaptureVideoStabilizationMode>(mode));
     }
@@ -43,11 +39,18 @@ TEST_F(StabilisationTitle, ThreeModesAreNamedByTheApplication)
 
 TEST_F(StabilisationTitle, AnApplicationWithoutTextsShowsTheKeys)
 {
-    phone.change([](PhoneDescription& description) { description.applicationStrings.clear(); });
+    NSBundle::mainBundle()->overrideStrings({});
 
     EXPECT_EQ(title(-1), "Automatic");
     EXPECT_EQ(title(3), "Cinematic Extended");
     EXPECT_EQ(title(4), "Preview Optimized");
+}
+
+TEST_F(StabilisationTitle, WithoutTheFrameworksTextsThereIsNone)
+{
+    NSBundle::hideBundle(QVFrameworkIdentifier);
+
+    EXPECT_EQ(title(0), std::nullopt);
 }
 
 TEST_F(StabilisationTitle, FiveAndUnknownModesAreOneFixedText)
