@@ -177,19 +177,21 @@ void ShootCommand::run()
 
 void ShootCommand::openCamera()
 {
-    controller_ = make<QVCameraController>(options_.camera.position);
-    const auto device = controller_->currentVideoCaptureDevice();
     failure_ = std::make_shared<Failure>();
     failureObservation_ = NSNotificationCenter::defaultCenter().addObserver(
         kQVCaptureSessionErrorOccurredNotification, nullptr, [failure = failure_](const NSNotification& notification) {
             if (const auto error = std::dynamic_pointer_cast<const NSError>(notification.object))
                 DispatchQueue::main().async([failure, error] { failure->error = *error; });
         });
-    if (!device)
+    controller_ = make<QVCameraController>(options_.camera.position);
+    const auto device = controller_->currentVideoCaptureDevice();
+    if (device && device->position() == options_.camera.position)
+        return;
+    const auto other = device ? device : AVCaptureDevice::defaultDeviceWithMediaType(AVMediaTypeVideo);
+    if (!other)
         throw Refusal("There is no camera", "this phone has none", "use another --phone");
-    if (device->position() != options_.camera.position)
-        throw Refusal("There is no " + nameOf(options_.camera.position) + " camera", "this phone has none there",
-            "use --position " + nameOf(device->position()));
+    throw Refusal("There is no " + nameOf(options_.camera.position) + " camera", "this phone has none there",
+        "use --position " + nameOf(other->position()));
 }
 
 void ShootCommand::chooseLens()

@@ -88,8 +88,8 @@ TEST_F(CameraChoice, FootageThatIsMissingIsRefused)
     const auto outcome = run("--footage nowhere.jpg shoot --out photos --quiet");
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.err,
-        "velmora-camera: The footage nowhere.jpg cannot be read: there is no such file, or it may not be read; give a "
-        "JPEG, a PNG or a movie.\n");
+        "velmora-camera: The footage cannot be used: The footage nowhere.jpg cannot be opened: No such file or "
+        "directory; give a JPEG, a PNG or a movie with --footage FILE.\n");
     EXPECT_TRUE(filesIn("photos").empty());
 }
 
@@ -98,7 +98,9 @@ TEST_F(CameraChoice, FootageThatIsNoPictureIsRefused)
     write("words.txt", "no picture at all");
     const auto outcome = run("--footage words.txt shoot --out photos --quiet");
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_THAT(outcome.err, HasSubstr("The footage words.txt cannot be read"));
+    EXPECT_THAT(outcome.err, HasSubstr("The footage cannot be used: "));
+    EXPECT_THAT(outcome.err, HasSubstr("words.txt"));
+    EXPECT_THAT(outcome.err, HasSubstr("give a JPEG, a PNG or a movie with --footage FILE.\n"));
     EXPECT_TRUE(filesIn("photos").empty());
 }
 

@@ -73,16 +73,16 @@ TEST_F(Shoot, SaysTheSameInAFewLines)
 
 TEST_F(Shoot, ThePlaceIsInTheReportAndInTheFile)
 {
-    const auto outcome = shoot("--at -33.8568,151.2153");
+    const auto outcome = shoot("--at -33.8688,151.2093");
     const auto photo = outcome.json()["photos"][0];
-    EXPECT_DOUBLE_EQ(photo["latitude"], -33.8568);
-    EXPECT_DOUBLE_EQ(photo["longitude"], 151.2153);
+    EXPECT_DOUBLE_EQ(photo["latitude"], -33.8688);
+    EXPECT_DOUBLE_EQ(photo["longitude"], 151.2093);
     EXPECT_EQ(photo["landmark"], "Sydney");
     if (!requireTool("exiftool"))
         return;
     const auto tags = runCommand("exiftool -n -s3 -GPSLatitude -GPSLongitude -City " + photo["jpg"].get<std::string>());
-    EXPECT_THAT(tags.output, HasSubstr("-33.8568"));
-    EXPECT_THAT(tags.output, HasSubstr("151.2153"));
+    EXPECT_THAT(tags.output, HasSubstr("-33.8688"));
+    EXPECT_THAT(tags.output, HasSubstr("151.2093"));
     EXPECT_THAT(tags.output, HasSubstr("Sydney"));
 }
 
