@@ -100,8 +100,6 @@ PhoneCamera::PhoneCamera(std::shared_ptr<PhoneWorld> world, std::string id)
     condition_.exposure = model::metered(active, 0, usualFrame);
     condition_.lens = model::lensPositionFor(phone->sceneDistance);
     condition_.gains = model::neutralGains(*camera);
-    settings.lensPosition = condition_.lens;
-    settings.whiteBalanceGains = condition_.gains;
 }
 
 CaptureDeviceDescription PhoneCamera::description() const
@@ -220,15 +218,20 @@ PhoneCamera::Condition PhoneCamera::target(
     else if (settings.exposureMode != locked)
         next.exposure = model::metered(active, settings.exposureTargetBias, secondsOfFrame(camera, next));
 
+    // Locked, what is in force stays until a value is set by hand: the device may have moved by itself since the last.
+    const CaptureSettings& before = now.settings;
+    const bool lensSet = settings.focusMode != before.focusMode || settings.lensPosition != before.lensPosition;
     if (!model::focuses(camera) || settings.focusMode != locked)
         next.lens = model::lensPositionFor(world_->description()->sceneDistance);
-    else if (settings.lensPosition >= 0 && settings.lensPosition <= 1)
+    else if (lensSet && settings.lensPosition >= 0 && settings.lensPosition <= 1)
         next.lens = settings.lensPosition;
 
     const auto [red, green, blue] = settings.whiteBalanceGains;
+    const bool gainsSet = settings.whiteBalanceMode != before.whiteBalanceMode
+        || !(settings.whiteBalanceGains == before.whiteBalanceGains);
     if (settings.whiteBalanceMode != locked)
         next.gains = model::neutralGains(camera);
-    else if (red >= 1 && green >= 1 && blue >= 1)
+    else if (gainsSet && red >= 1 && green >= 1 && blue >= 1)
         next.gains = settings.whiteBalanceGains;
     return next;
 }

@@ -507,6 +507,35 @@ TEST_F(Settings, TheLensMovesByItself)
     EXPECT_EQ(focusing, (std::vector<bool> { true, false }));
 }
 
+TEST_F(Settings, ALockedLensStaysWhereTheDeviceMovedIt)
+{
+    CaptureSettings settings = automatic();
+    settings.focusMode = 0;
+    settings.lensPosition = 0.25F;
+    camera->apply(settings, "set", nullptr);
+    clock.advance(0.1);
+    phone.moveLens("back", 0.4F);
+    settings.zoomFactor = 2;
+    camera->apply(settings, "set", nullptr);
+    clock.advance(0.1);
+    EXPECT_EQ(lens, 0.4F);
+}
+
+TEST_F(Settings, ACameraWithoutAutomaticBalanceStaysNeutral)
+{
+    phone.change([](PhoneDescription& description) { description.cameras[1].whiteBalanceModes = { 0 }; });
+    camera = device("front");
+    CaptureDeviceEvents events;
+    events.readingsChanged = [this](const CaptureReadings& reading) { gains = *reading.whiteBalanceGains; };
+    camera->setEvents(std::move(events));
+    CaptureSettings settings = automatic();
+    settings.whiteBalanceMode = 0;
+    settings.zoomFactor = 2;
+    camera->apply(settings, "set", nullptr);
+    clock.advance(0.1);
+    EXPECT_NEAR(gains.redGain, 2.0, 0.03);
+}
+
 TEST_F(Settings, WarmLightNeedsMoreBlueAndLessRed)
 {
     const auto warm = *camera->gains({ 3000, 0 }), cold = *camera->gains({ 9000, 0 });
