@@ -75,7 +75,8 @@ constexpr const char* tripleText = R"json({
   "microphone": true,
   "metadataTypes": ["face"],
   "permissions": { "camera": "authorised", "location": "whenInUse" },
-  "storage": { "bytesFree": 4294967296 }
+  "storage": { "bytesFree": 4294967296 },
+  "information": { "NSLocationWhenInUseUsageDescription": "Photos remember where they were taken." }
 })json";
 
 constexpr const char* singleText = R"json({
@@ -94,14 +95,16 @@ constexpr const char* singleText = R"json({
       "presets": { "AVCaptureSessionPresetPhoto": "photo8", "AVCaptureSessionPresetHigh": "video1080" } }
   ],
   "defaultCamera": "back-wide",
-  "permissions": { "camera": "authorised", "location": "whenInUse" }
+  "permissions": { "camera": "authorised", "location": "whenInUse" },
+  "information": { "NSLocationWhenInUseUsageDescription": "Photos remember where they were taken." }
 })json";
 
 constexpr const char* noneText = R"json({
   "systemVersion": "17.2",
   "cameras": [],
   "microphone": false,
-  "permissions": { "camera": "authorised", "location": "whenInUse" }
+  "permissions": { "camera": "authorised", "location": "whenInUse" },
+  "information": { "NSLocationWhenInUseUsageDescription": "Photos remember where they were taken." }
 })json";
 
 }

@@ -100,6 +100,10 @@ struct PhoneDescription {
     std::vector<std::string> photoConnections { "video" }; ///< order of the photo output's connections
     Permissions permissions;
     Storage storage;
+    /// The texts of the framework's and the application's bundles; empty: those of their own tables.
+    std::map<std::string, std::string> frameworkStrings, applicationStrings;
+    /// All of the application's information, and what it remembered from earlier runs.
+    std::map<std::string, std::string> information, defaults;
 };
 
 /// A phone with eight cameras in three kinds of pairs, with one back camera, and with none.

@@ -384,6 +384,22 @@ void readSession(JSONObject& object, PhoneDescription& description)
     });
 }
 
+void readTexts(JSONObject& object, PhoneDescription& description)
+{
+    using Texts = std::map<std::string, std::string>;
+    const std::pair<const char*, Texts PhoneDescription::*> members[] { { "frameworkStrings",
+                                                                            &PhoneDescription::frameworkStrings },
+        { "applicationStrings", &PhoneDescription::applicationStrings },
+        { "information", &PhoneDescription::information }, { "defaults", &PhoneDescription::defaults } };
+    for (const auto& [key, member] : members)
+        object.member(key, [&description, member = member](const JSONValue& v) {
+            JSONObject texts(v);
+            for (const auto& item : v.json().items())
+                texts.member(item.key(),
+                    [&, name = item.key()](const JSONValue& text) { (description.*member)[name] = text.text(); });
+        });
+}
+
 void readScene(JSONObject& object, PhoneDescription& description)
 {
     object.member("footage", [&](const JSONValue& v) { description.footage = v.text(); });
@@ -413,6 +429,7 @@ PhoneDescription fromJSONText(const std::string& text, const std::string& name)
     readCameras(object, description);
     readSession(object, description);
     readScene(object, description);
+    readTexts(object, description);
     object.end();
     return description;
 }

@@ -3,8 +3,10 @@
 
 #include "platform/CoreLocation/CLLocation.h"
 #include "platform/Foundation/ManualClock.h"
+#include "platform/Foundation/NSBundle.h"
 #include "platform/Foundation/NSException.h"
 #include "platform/Foundation/NSNotificationCenter.h"
+#include "platform/Foundation/NSUserDefaults.h"
 #include "platform/Foundation/ProcessState.h"
 #include "platform/Foundation/SteppedScheduler.h"
 #include "platform/Foundation/SystemVersion.h"
@@ -40,6 +42,26 @@ public:
 private:
     std::shared_ptr<Driver> before_;
 };
+
+ArchiveDictionary dictionaryOf(const std::map<std::string, std::string>& texts)
+{
+    ArchiveDictionary dictionary;
+    for (const auto& [key, text] : texts)
+        dictionary[key] = text;
+    return dictionary;
+}
+
+/// The part of the description that bundles and defaults keep.
+void install(const PhoneDescription& description)
+{
+    const auto application = NSBundle::mainBundle();
+    application->overrideInformation(dictionaryOf(description.information));
+    if (!description.applicationStrings.empty())
+        application->overrideStrings(description.applicationStrings);
+    const auto framework = NSBundle::bundleWithIdentifier(frameworkBundleIdentifier);
+    if (framework && !description.frameworkStrings.empty())
+        framework->overrideStrings(description.frameworkStrings);
+}
 
 CMTime durationOf(double seconds)
 {
@@ -89,6 +111,8 @@ struct VirtualPhone::Parts {
         : own(std::move(ownTime))
         , state(std::make_shared<PhoneState>(std::move(description), std::move(time)))
     {
+        install(*state->description());
+        NSUserDefaults::useVolatileDefaults(dictionaryOf(state->description()->defaults));
         versionBefore = SystemVersion::install([shared = state] { return shared->description()->systemVersion; });
     }
     ~Parts()
@@ -146,9 +170,11 @@ void VirtualPhone::change(const std::function<void(PhoneDescription&)>& edit)
 {
     Permissions before, after;
     std::shared_ptr<Scene> scene;
+    std::map<std::string, std::string> defaultsBefore;
     parts_->state->change([&](PhoneDescription& description) {
         before = description.permissions;
         const std::string footage = description.footage;
+        defaultsBefore = description.defaults;
         edit(description);
         after = description.permissions;
         if (description.footage != footage)
@@ -156,6 +182,11 @@ void VirtualPhone::change(const std::function<void(PhoneDescription&)>& edit)
     });
     if (scene)
         parts_->world->setScene(scene);
+    const auto changed = parts_->state->description();
+    install(*changed);
+    // Only when they were edited: what the application has written since stays otherwise.
+    if (changed->defaults != defaultsBefore)
+        NSUserDefaults::useVolatileDefaults(dictionaryOf(changed->defaults));
     if (before.location != after.location)
         parts_->location->authorizationChanged(after.location);
     if (before.camera != after.camera)

@@ -523,8 +523,10 @@ TEST_F(Settings, ALockedLensStaysWhereTheDeviceMovedIt)
 
 TEST_F(Settings, ACameraWithoutAutomaticBalanceStaysNeutral)
 {
-    phone.change([](PhoneDescription& description) { description.cameras[1].whiteBalanceModes = { 0 }; });
-    camera = device("front");
+    PhoneDescription description = smallPhone();
+    description.cameras[0].whiteBalanceModes = { 0 };
+    VirtualPhone other { description };
+    camera = device("back");
     CaptureDeviceEvents events;
     events.readingsChanged = [this](const CaptureReadings& reading) { gains = *reading.whiteBalanceGains; };
     camera->setEvents(std::move(events));
@@ -532,7 +534,7 @@ TEST_F(Settings, ACameraWithoutAutomaticBalanceStaysNeutral)
     settings.whiteBalanceMode = 0;
     settings.zoomFactor = 2;
     camera->apply(settings, "set", nullptr);
-    clock.advance(0.1);
+    other.clock().advance(0.1);
     EXPECT_NEAR(gains.redGain, 2.0, 0.03);
 }
 

@@ -88,6 +88,15 @@ TEST(PhoneDescription, MotionAndTrackAreRead)
     EXPECT_EQ(read.track[0].location->altitude(), 12);
 }
 
+TEST(PhoneDescription, TextsAreRead)
+{
+    const auto read
+        = fromJSONText(R"({"applicationStrings": {"OFF": "Aus"}, "defaults": {"album": "A-1"}})", "phone.json");
+    EXPECT_EQ(read.applicationStrings.at("OFF"), "Aus");
+    EXPECT_EQ(read.defaults.at("album"), "A-1");
+    EXPECT_EQ(triple().information.at("NSLocationWhenInUseUsageDescription"), "Photos remember where they were taken.");
+}
+
 TEST(PhoneDescription, APresetMaySelectNoFormat)
 {
     const auto read

@@ -2,7 +2,9 @@
 #include "platform/CoreLocation/CLLocation.h"
 #include "platform/CoreLocation/LocationDriver.h"
 #include "platform/CoreMotion/MotionDriver.h"
+#include "platform/Foundation/NSBundle.h"
 #include "platform/Foundation/NSNotificationCenter.h"
+#include "platform/Foundation/NSUserDefaults.h"
 #include "platform/Foundation/ProcessState.h"
 #include "platform/Foundation/SystemVersion.h"
 #include "platform/UIKit/UIApplication.h"
@@ -283,6 +285,34 @@ TEST(PhoneInstallation, TheSystemVersionIsReadAfresh)
     EXPECT_EQ(SystemVersion::current(), (SystemVersion { 12, 4 }));
     phone.change([](PhoneDescription& edited) { edited.systemVersion = { 18, 0 }; });
     EXPECT_GT(SystemVersion::current(), (SystemVersion { 17, 2 }));
+}
+
+TEST(PhoneInstallation, TextsAndInformationAreTheDescriptions)
+{
+    PhoneDescription description = smallPhone();
+    description.applicationStrings = { { "OFF", "Aus" } };
+    description.information = { { "NSLocationWhenInUseUsageDescription", "For maps." } };
+    VirtualPhone phone { description };
+    const auto bundle = NSBundle::mainBundle();
+    EXPECT_EQ(bundle->localizedStringForKey("OFF"), "Aus");
+    EXPECT_EQ(bundle->localizedStringForKey("ON"), "ON");
+    EXPECT_TRUE(bundle->objectForInfoDictionaryKey("NSLocationWhenInUseUsageDescription"));
+    phone.change([](PhoneDescription& edited) { edited.information.clear(); });
+    EXPECT_FALSE(bundle->objectForInfoDictionaryKey("NSLocationWhenInUseUsageDescription"));
+}
+
+TEST(PhoneInstallation, DefaultsBeginAsDescribedAndKeepWhatIsWritten)
+{
+    PhoneDescription description = smallPhone();
+    description.defaults = { { "album", "A-1" } };
+    VirtualPhone phone { description };
+    const auto defaults = [] { return NSUserDefaults::standardUserDefaults(); };
+    EXPECT_EQ(defaults()->stringForKey("album"), "A-1");
+    defaults()->setObject(std::string("B-2"), "album");
+    phone.change([](PhoneDescription& edited) { edited.sceneDistance = 3; });
+    EXPECT_EQ(defaults()->stringForKey("album"), "B-2");
+    phone.change([](PhoneDescription& edited) { edited.defaults["album"] = "C-3"; });
+    EXPECT_EQ(defaults()->stringForKey("album"), "C-3");
 }
 
 TEST(PhoneInstallation, TheApplicationsNotificationsArePosted)
