@@ -199,14 +199,18 @@ std::vector<std::string> AVCapturePhotoOutput::connectionTypesFor(const std::str
 void AVCapturePhotoOutput::cameraChanged()
 {
     const auto now = camera();
-    StillCamera::use(now);
+    std::shared_ptr<AVCaptureDevice> before;
     {
         const std::lock_guard lock(mutex_);
-        if (lastCamera_.lock() == now)
-            return;
+        before = lastCamera_.lock();
         lastCamera_ = now;
-        depth_ = matte_ = false;
+        if (before != now)
+            depth_ = matte_ = false;
     }
+    if (now || StillCamera::inUse() == before) // not the camera of another session
+        StillCamera::use(now);
+    if (before == now)
+        return;
     frames_->setEnabled(false);
 }
 

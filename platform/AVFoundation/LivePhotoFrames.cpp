@@ -13,7 +13,8 @@ namespace velmora {
 namespace {
 
 constexpr double longSide = 1440, shortSide = 1080; // pixels
-constexpr std::size_t mostRecent = 90; // frames: 1.5 seconds at 60 a second
+constexpr double closest = 0.024; // seconds: of a faster camera frames are left out
+constexpr std::size_t mostRecent = 64; // frames: 1.5 seconds of the closest, about 150 MB
 constexpr double pause = 0.25; // seconds between two frames that no longer belong together
 constexpr int mostBeingCopied = 2;
 
@@ -95,7 +96,8 @@ void LivePhotoFrames::receive(const std::shared_ptr<CMSampleBuffer>& buffer)
 
 void LivePhotoFrames::take(const CMSampleBuffer& buffer)
 {
-    const auto picture = livePhotoPicture(*buffer.imageBuffer());
+    const bool tooClose = !recent_.empty() && std::abs(seconds(buffer) - seconds(*recent_.back())) < closest;
+    const auto picture = tooClose ? nullptr : livePhotoPicture(*buffer.imageBuffer());
     {
         const std::lock_guard lock(mutex_);
         --beingCopied_;

@@ -70,13 +70,14 @@ void CALayer::insertSublayer(const std::shared_ptr<CALayer>& layer, std::uint32_
     if (!layer)
         return;
     const std::shared_ptr<CALayer> self = sharedFromThis(*this);
+    std::shared_ptr<CALayer> left; // may end, and must not do so inside the lock
     const std::lock_guard lock(treeMutex());
     for (auto each = self; each; each = each->superlayer_.lock())
         if (each == layer)
             throw NSException(
                 NSInvalidArgumentException, "A layer cannot become a sublayer of itself or of a layer inside it");
 
-    layer->leaveSuperlayer();
+    left = layer->leaveSuperlayer();
     const auto place = std::min<std::size_t>(index, sublayers_.size());
     sublayers_.insert(sublayers_.begin() + static_cast<std::ptrdiff_t>(place), layer);
     layer->superlayer_ = self;
@@ -85,15 +86,18 @@ void CALayer::insertSublayer(const std::shared_ptr<CALayer>& layer, std::uint32_
 void CALayer::removeFromSuperlayer()
 {
     const auto self = weak_from_this().lock(); // the superlayer may hold the last reference
+    std::shared_ptr<CALayer> left;
     const std::lock_guard lock(treeMutex());
-    leaveSuperlayer();
+    left = leaveSuperlayer();
 }
 
-void CALayer::leaveSuperlayer()
+std::shared_ptr<CALayer> CALayer::leaveSuperlayer()
 {
-    if (const auto superlayer = superlayer_.lock())
+    auto superlayer = superlayer_.lock();
+    if (superlayer)
         std::erase_if(superlayer->sublayers_, [this](const auto& each) { return each.get() == this; });
     superlayer_.reset();
+    return superlayer;
 }
 
 CGPoint CALayer::toRoot(CGPoint point) const

@@ -44,7 +44,7 @@ public:
 
 private:
     CGPoint toRoot(CGPoint point) const;
-    void leaveSuperlayer(); // inside the lock of the tree
+    std::shared_ptr<CALayer> leaveSuperlayer(); // inside the lock of the tree; answers the one it left
 
     CGRect bounds_;
     CGPoint position_;
