@@ -14,7 +14,6 @@ using namespace drivers::phone;
 
 class Construction : public ControllerTest {
 protected:
-
     void setCameras(std::vector<Camera> cameras)
     {
         phone.change([&](PhoneDescription& description) { description.cameras = std::move(cameras); });

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <atomic>
 #include <thread>
+#include <utility>
 
 namespace velmora::tests {
 
@@ -32,6 +33,13 @@ protected:
     }
     /// Turns the main run loop until `done`.
     static void turnUntil(const std::function<bool()>& done) { Scheduler::current().runUntil(done); }
+    /// Counts where the main run loop is turned, which wakes it.
+    static QVCameraController::PhotoOutputHandler countOnMain(int& count)
+    {
+        return [&count](const std::shared_ptr<QVPhotoCaptureOutput>&, const std::optional<NSError>&) {
+            DispatchQueue::main().async([&count] { ++count; });
+        };
+    }
     /// Everything that was given to the session queue and the main queue before has run.
     void settle()
     {
@@ -68,11 +76,11 @@ TEST_F(ControllerThreads, StartAndStopFromSeveral)
 TEST_F(ControllerThreads, PhotosFromSeveral)
 {
     controller->startSession();
-    std::atomic<int> received { 0 }, refused { 0 };
+    std::atomic<int> refused { 0 };
+    int received = 0;
     onSeveralThreads([&](int) {
         for (int shot = 0; shot < 3; ++shot)
-            if (!controller->captureStillImage(nullptr,
-                    [&](const std::shared_ptr<QVPhotoCaptureOutput>&, const std::optional<NSError>&) { ++received; }))
+            if (!controller->captureStillImage(nullptr, countOnMain(received)))
                 ++refused;
     });
     turnUntil([&] { return received == threadCount * 3; });
@@ -84,11 +92,8 @@ TEST_F(ControllerThreads, TheFirstShotsPrepareOneOutputTogether)
 {
     controller = make<QVCameraController>(AVCaptureDevicePositionBack, QVCameraCaptureIntentReserved);
     controller->startSession();
-    std::atomic<int> received { 0 };
-    onSeveralThreads([&](int) {
-        controller->captureStillImage(
-            nullptr, [&](const std::shared_ptr<QVPhotoCaptureOutput>&, const std::optional<NSError>&) { ++received; });
-    });
+    int received = 0;
+    onSeveralThreads([&](int) { controller->captureStillImage(nullptr, countOnMain(received)); });
     turnUntil([&] { return received == threadCount; });
 
     EXPECT_EQ(controller->captureSession()->outputs().size(), 1U);
@@ -111,8 +116,9 @@ TEST_F(ControllerThreads, DelayedStopsFireOnTheRunLoopOfTheirThread)
 
 TEST_F(ControllerThreads, SwapsAndOrientationsWhileFramesFlow)
 {
-    std::atomic<int> frames { 0 };
-    controller->beginReceivingVideoSampleBuffer([&](const std::shared_ptr<CMSampleBuffer>&) { ++frames; });
+    int frames = 0;
+    controller->beginReceivingVideoSampleBuffer(
+        [&](const std::shared_ptr<CMSampleBuffer>&) { DispatchQueue::main().async([&] { ++frames; }); });
     controller->startSession();
     onSeveralThreads([this](int number) {
         for (int round = 1; round <= 4; ++round) {
@@ -153,11 +159,16 @@ TEST_F(ControllerThreads, TheLastReferenceMayGoOnAnotherThread)
     controller->startSession();
     phone.tilt(0, -1, 0);
     const auto session = controller->captureSession();
+    bool stopped = false;
+    const auto token = session->observe("running", NSKeyValueObservingOptionNew, [&](const NSKeyValueChange&) {
+        if (!session->isRunning())
+            DispatchQueue::main().async([&] { stopped = true; });
+    });
     const std::weak_ptr gone = controller;
     std::thread([last = std::exchange(controller, nullptr)] {
         last->setCaptureOrientation(AVCaptureVideoOrientationLandscapeLeft);
     }).join();
-    turnUntil([&] { return gone.expired() && !session->isRunning(); });
+    turnUntil([&] { return stopped; });
 
     EXPECT_TRUE(gone.expired());
 }

@@ -427,6 +427,8 @@ class Mirroring : public Photos {
 protected:
     std::vector<bool> mirroredFrom(AVCaptureDevicePosition position, bool enabled)
     {
+        controller.reset();
+        settle(); // the session before lets its camera go
         const auto marked = make<MarkedController>(position);
         controller = marked;
         controller->startSession();
