@@ -23,6 +23,16 @@ class ControllerThreads : public testing::Test {
 protected:
     static constexpr int threadCount = 4;
 
+    /// The session stops on its queue after the controller has gone; the phone stays until then.
+    ~ControllerThreads() override
+    {
+        if (!controller)
+            return;
+        const auto session = controller->captureSession();
+        controller.reset();
+        turnUntil([&] { return !session->isRunning(); });
+    }
+
     static void onSeveralThreads(const std::function<void(int)>& work)
     {
         std::vector<std::thread> threads;
@@ -34,10 +44,11 @@ protected:
     /// Turns the main run loop until `done`.
     static void turnUntil(const std::function<bool()>& done) { Scheduler::current().runUntil(done); }
     /// Counts where the main run loop is turned, which wakes it.
-    static QVCameraController::PhotoOutputHandler countOnMain(int& count)
+    using Count = std::shared_ptr<int>;
+    static QVCameraController::PhotoOutputHandler countOnMain(const Count& count)
     {
-        return [&count](const std::shared_ptr<QVPhotoCaptureOutput>&, const std::optional<NSError>&) {
-            DispatchQueue::main().async([&count] { ++count; });
+        return [count](const std::shared_ptr<QVPhotoCaptureOutput>&, const std::optional<NSError>&) {
+            DispatchQueue::main().async([count] { ++*count; });
         };
     }
     /// Everything that was given to the session queue and the main queue before has run.
@@ -49,7 +60,7 @@ protected:
     }
 
     CapturedLog log;
-    SteadyClock time;
+    static inline SteadyClock time;
     VirtualPhone phone { smallPhone(), time };
     std::shared_ptr<QVCameraController> controller
         = make<QVCameraController>(AVCaptureDevicePositionBack, QVCameraCaptureIntentStillImage);
@@ -77,13 +88,13 @@ TEST_F(ControllerThreads, PhotosFromSeveral)
 {
     controller->startSession();
     std::atomic<int> refused { 0 };
-    int received = 0;
+    const auto received = std::make_shared<int>(0);
     onSeveralThreads([&](int) {
         for (int shot = 0; shot < 3; ++shot)
             if (!controller->captureStillImage(nullptr, countOnMain(received)))
                 ++refused;
     });
-    turnUntil([&] { return received == threadCount * 3; });
+    turnUntil([&] { return *received == threadCount * 3; });
 
     EXPECT_EQ(refused, 0);
 }
@@ -92,9 +103,9 @@ TEST_F(ControllerThreads, TheFirstShotsPrepareOneOutputTogether)
 {
     controller = make<QVCameraController>(AVCaptureDevicePositionBack, QVCameraCaptureIntentReserved);
     controller->startSession();
-    int received = 0;
+    const auto received = std::make_shared<int>(0);
     onSeveralThreads([&](int) { controller->captureStillImage(nullptr, countOnMain(received)); });
-    turnUntil([&] { return received == threadCount; });
+    turnUntil([&] { return *received == threadCount; });
 
     EXPECT_EQ(controller->captureSession()->outputs().size(), 1U);
 }
@@ -116,9 +127,9 @@ TEST_F(ControllerThreads, DelayedStopsFireOnTheRunLoopOfTheirThread)
 
 TEST_F(ControllerThreads, SwapsAndOrientationsWhileFramesFlow)
 {
-    int frames = 0;
+    const auto frames = std::make_shared<int>(0);
     controller->beginReceivingVideoSampleBuffer(
-        [&](const std::shared_ptr<CMSampleBuffer>&) { DispatchQueue::main().async([&] { ++frames; }); });
+        [frames](const std::shared_ptr<CMSampleBuffer>&) { DispatchQueue::main().async([frames] { ++*frames; }); });
     controller->startSession();
     onSeveralThreads([this](int number) {
         for (int round = 1; round <= 4; ++round) {
@@ -128,7 +139,7 @@ TEST_F(ControllerThreads, SwapsAndOrientationsWhileFramesFlow)
             controller->setFlashMode(static_cast<AVCaptureFlashMode>(round % 3));
         }
     });
-    turnUntil([&] { return frames >= 2; });
+    turnUntil([&] { return *frames >= 2; });
     controller->endReceivingSampleBuffer();
     settle();
 
@@ -159,16 +170,11 @@ TEST_F(ControllerThreads, TheLastReferenceMayGoOnAnotherThread)
     controller->startSession();
     phone.tilt(0, -1, 0);
     const auto session = controller->captureSession();
-    bool stopped = false;
-    const auto token = session->observe("running", NSKeyValueObservingOptionNew, [&](const NSKeyValueChange&) {
-        if (!session->isRunning())
-            DispatchQueue::main().async([&] { stopped = true; });
-    });
     const std::weak_ptr gone = controller;
     std::thread([last = std::exchange(controller, nullptr)] {
         last->setCaptureOrientation(AVCaptureVideoOrientationLandscapeLeft);
     }).join();
-    turnUntil([&] { return stopped; });
+    turnUntil([&] { return !session->isRunning(); });
 
     EXPECT_TRUE(gone.expired());
 }
