@@ -305,6 +305,23 @@ TEST_F(Construction, TheFrontCameraIsNotMirroredByConstruction)
     EXPECT_FALSE(output<AVCaptureVideoDataOutput>()->connectionWithMediaType(AVMediaTypeVideo)->isVideoMirrored());
 }
 
+TEST_F(Construction, WithoutACameraEachRefusalIsLoggedWhereItsSupportIsAskedFirst)
+{
+    setCameras({});
+    construct();
+    log.clear();
+    controller->setTorchOn(true);
+    controller->setGeometricDistortionCorrectionEnabled(true);
+    controller->setDepthCaptureEnabled(true);
+    controller->enableHighSpeedCaptureWithFrameRate(120);
+
+    EXPECT_EQ(log.lines(),
+        (Lines { "[QVCameraController] Torch mode 1 is not supported. Ignored.",
+            "[QVCameraController] Geometric Distortion Correction not supported on (null)",
+            "[QVCameraController] Unable to set depth capture preference: could not find an appropriate capture "
+            "device format" }));
+}
+
 TEST_F(Construction, AControllerWithoutACameraAnswersNothing)
 {
     setCameras({});

@@ -425,6 +425,17 @@ TEST_F(DeviceSwap, DoesNotSetTheStabilisationModeAgain)
     EXPECT_EQ(controller->preferredVideoStabilizationMode(), AVCaptureVideoStabilizationModeStandard);
 }
 
+TEST_F(DeviceSwap, SetsNeitherTheFrameRateNorTheTorchAgain)
+{
+    construct();
+    controller->setVideoFrameRate(24);
+    controller->setTorchOn(true);
+    controller->setCurrentVideoCaptureDevice(camera("front"));
+
+    EXPECT_EQ(controller->videoFrameRate(), 30U);
+    EXPECT_FALSE(controller->isTorchOn());
+}
+
 TEST_F(DeviceSwap, WhileRunningTheSessionStaysRunning)
 {
     constructAndStart();

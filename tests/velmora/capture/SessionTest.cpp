@@ -146,6 +146,44 @@ TEST_F(Session, AnAsynchronousStartTracksThePlaceToo)
     EXPECT_TRUE(knowsItsPlace());
 }
 
+TEST_F(Session, StartingARunningSessionStartsTheServicesAgain)
+{
+    controller->startSession();
+    controller->locationProvider()->stop();
+    controller->motionManager()->stopAccelerometerUpdates();
+    settle();
+    controller->startSession();
+    EXPECT_TRUE(controller->motionManager()->isAccelerometerActive());
+
+    settle();
+    moveTo(52, 13);
+    EXPECT_TRUE(knowsItsPlace());
+}
+
+TEST_F(Session, StartingARunningSessionAsynchronouslyStartsTheServicesAgainToo)
+{
+    controller->startSession();
+    controller->locationProvider()->stop();
+    controller->motionManager()->stopAccelerometerUpdates();
+    settle();
+    controller->startSessionAsynchronously(nullptr);
+    settle();
+    EXPECT_TRUE(controller->motionManager()->isAccelerometerActive());
+
+    moveTo(52, 13);
+    EXPECT_TRUE(knowsItsPlace());
+}
+
+TEST_F(Session, StopSessionHoldsTheSessionWeakly)
+{
+    controller->setCaptureSession(make<AVCaptureSession>());
+    const std::weak_ptr session = controller->captureSession();
+    controller->stopSession();
+    controller->setCaptureSession(nullptr);
+
+    EXPECT_TRUE(session.expired());
+}
+
 TEST_F(Session, StartLeavesADisabledProviderAlone)
 {
     moveTo(52, 13);
