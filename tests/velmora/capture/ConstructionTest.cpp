@@ -196,6 +196,18 @@ TEST_F(Construction, WithoutACameraItSaysSoAndGoesOn)
     EXPECT_EQ(controller->captureSessionPreset(), AVCaptureSessionPresetPhoto);
 }
 
+TEST_F(Construction, ADefaultCameraThatNoSearchFindsIsTheLastResort)
+{
+    auto odd = smallCamera("odd");
+    odd.type = "Periscope";
+    setCameras({ odd });
+    phone.change([](PhoneDescription& description) { description.defaultCamera = "odd"; });
+    construct();
+
+    EXPECT_EQ(cameraID(), "odd");
+    EXPECT_EQ(log.lines(), Lines {});
+}
+
 TEST_F(Construction, AFailedVideoInputGivesTwoMessages)
 {
     phone.fail({ .step = Step::OpenVideoInput, .error = NSError("Camera", 7, "It is stuck.") });

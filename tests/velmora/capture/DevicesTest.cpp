@@ -274,6 +274,20 @@ TEST_F(DeviceSwap, LeavesTheMicrophoneWhereItIs)
     EXPECT_EQ(controller->captureSession()->inputs().size(), 2U);
 }
 
+TEST_F(DeviceSwap, IsOneReconfigurationOnTheSessionQueue)
+{
+    construct(QVCameraCaptureIntentStillImage | QVCameraCaptureIntentSampleBuffers);
+    settle();
+    const auto before = phone.journal().size();
+    controller->setCurrentVideoCaptureDevice(camera("front"));
+
+    Lines queues;
+    for (std::size_t i = before; i < phone.journal().size(); ++i)
+        if (phone.journal()[i].what == "reconfigured")
+            queues.push_back(phone.journal()[i].queue);
+    EXPECT_EQ(queues, Lines { "org.velmora.Velmora.cameraSessionQueue" });
+}
+
 TEST_F(DeviceSwap, IsAnnouncedOnceAroundTheChange)
 {
     construct();
