@@ -109,7 +109,7 @@ void QVCameraController::_matchStillImageOutputToDeviceOrientation()
 std::shared_ptr<AVCapturePhotoSettings> QVCameraController::photoSettings() const
 {
     const auto output = photoOutput_.get();
-    const auto settings = photoSettingsForRawCaptureMode();
+    auto settings = photoSettingsForRawCaptureMode();
     settings->setFlashMode(_availablePreferredFlashMode());
     if (output && output->isDepthDataDeliveryEnabled())
         settings->setDepthDataDeliveryEnabled(isDepthCaptureEnabled());
