@@ -47,13 +47,18 @@ std::uint64_t mixed(std::uint64_t x)
 }
 
 /// Nearly normal, of deviation 1: the sum of four even ones.
-double bell(std::uint64_t random)
+float bell(std::uint64_t random)
 {
-    constexpr double middle = 4 * 65535 / 2.0;
-    const double sum = static_cast<double>(
-        (random & 0xFFFF) + ((random >> 16) & 0xFFFF) + ((random >> 32) & 0xFFFF) + (random >> 48));
-    return (sum - middle) / (65536 / std::sqrt(3.0));
+    constexpr int middle = 2 * 65535;
+    constexpr float deviation = 37837.2F; // of the sum: 65536 / sqrt(3)
+    const int sum
+        = static_cast<int>((random & 0xFFFF) + ((random >> 16) & 0xFFFF) + ((random >> 32) & 0xFFFF) + (random >> 48));
+    return static_cast<float>(sum - middle) / deviation;
 }
+
+/// Lines that are blurred side by side: columns of a picture lie next to each other in memory.
+constexpr int abreast = 16;
+using Samples = std::array<float, abreast>;
 
 /// The running mean over 2 r + 1 samples, of which the outermost count in part; edges are repeated.
 class Box {
@@ -62,54 +67,55 @@ public:
         : radius_((std::sqrt(12 * variance + 1) - 1) / 2)
         , whole_(static_cast<int>(radius_))
         , part_(static_cast<float>(radius_ - whole_))
+        , scale_(static_cast<float>(1 / (2 * radius_ + 1)))
     {
     }
 
-    void along(const float* source, float* target, int count) const
+    void along(const std::vector<Samples>& source, std::vector<Samples>& target) const
     {
-        const auto at = [&](int i) { return source[std::clamp(i, 0, count - 1)]; };
-        double sum = 0;
+        const int last = static_cast<int>(source.size()) - 1;
+        const auto at
+            = [&](int i) -> const Samples& { return source[static_cast<std::size_t>(std::clamp(i, 0, last))]; };
+        Samples sum {}; // of whole numbers and a few thirds of them: exact enough in single precision
         for (int i = -whole_; i <= whole_; ++i)
-            sum += static_cast<double>(at(i));
-        const auto scale = static_cast<float>(1 / (2 * radius_ + 1));
-        for (int i = 0; i < count; ++i) {
-            const float outer = at(i - whole_ - 1) + at(i + whole_ + 1);
-            target[i] = (static_cast<float>(sum) + part_ * outer) * scale;
-            sum += static_cast<double>(at(i + whole_ + 1)) - static_cast<double>(at(i - whole_));
+            for (std::size_t lane = 0; lane < abreast; ++lane)
+                sum[lane] += at(i)[lane];
+        for (int i = 0; i <= last; ++i) {
+            const Samples &before = at(i - whole_ - 1), &after = at(i + whole_ + 1), &leaving = at(i - whole_);
+            Samples& result = target[static_cast<std::size_t>(i)];
+            for (std::size_t lane = 0; lane < abreast; ++lane) {
+                result[lane] = (sum[lane] + part_ * (before[lane] + after[lane])) * scale_;
+                sum[lane] += after[lane] - leaving[lane];
+            }
         }
     }
 
 private:
     double radius_;
     int whole_;
-    float part_;
+    float part_, scale_;
 };
 
-/// Three boxes after each other look round.
-void blurLine(const std::array<Box, 3>& boxes, std::vector<float>& line, std::vector<float>& other)
+/// Three boxes after each other look round. `place` finds a sample by line and position.
+template <class Place>
+void blurLines(std::vector<std::uint16_t>& channel, int lines, int length, const Box& box, Place place)
 {
-    const int count = static_cast<int>(line.size());
-    for (const Box& box : boxes) {
-        box.along(line.data(), other.data(), count);
-        line.swap(other);
+    std::vector<Samples> line(static_cast<std::size_t>(length)), other(line.size());
+    for (int first = 0; first < lines; first += abreast) {
+        const int count = std::min(abreast, lines - first);
+        for (int i = 0; i < length; ++i)
+            for (int lane = 0; lane < count; ++lane)
+                line[static_cast<std::size_t>(i)][static_cast<std::size_t>(lane)]
+                    = static_cast<float>(channel[place(first + lane, i)]);
+        box.along(line, other);
+        box.along(other, line);
+        box.along(line, other);
+        for (int i = 0; i < length; ++i)
+            for (int lane = 0; lane < count; ++lane) {
+                const float level = other[static_cast<std::size_t>(i)][static_cast<std::size_t>(lane)] + 0.5F;
+                channel[place(first + lane, i)] = static_cast<std::uint16_t>(std::clamp(level, 0.0F, 65535.0F));
+            }
     }
-}
-
-void blurChannel(std::vector<std::uint16_t>& channel, int width, int height, const std::array<Box, 3>& boxes)
-{
-    const auto pass = [&](int lines, int length, auto place) {
-        std::vector<float> line(static_cast<std::size_t>(length)), other(line.size());
-        for (int l = 0; l < lines; ++l) {
-            for (int i = 0; i < length; ++i)
-                line[static_cast<std::size_t>(i)] = static_cast<float>(channel[place(l, i)]);
-            blurLine(boxes, line, other);
-            for (int i = 0; i < length; ++i)
-                channel[place(l, i)] = static_cast<std::uint16_t>(line[static_cast<std::size_t>(i)] + 0.5F);
-        }
-    };
-    const auto w = static_cast<std::size_t>(width);
-    pass(height, width, [w](int y, int x) { return static_cast<std::size_t>(y) * w + static_cast<std::size_t>(x); });
-    pass(width, height, [w](int x, int y) { return static_cast<std::size_t>(y) * w + static_cast<std::size_t>(x); });
 }
 
 }
@@ -143,18 +149,22 @@ void blur(Light& light, double diameter)
         return;
     // An even disc of this diameter has the variance d²/16 along each axis; each of three boxes takes a third.
     const Box box(diameter * diameter / 16 / 3);
-    const std::array<Box, 3> boxes { box, box, box };
-    for (auto& channel : light.channels)
-        blurChannel(channel, light.width, light.height, boxes);
+    const auto width = static_cast<std::size_t>(light.width);
+    for (auto& channel : light.channels) {
+        blurLines(channel, light.height, light.width, box,
+            [width](int y, int x) { return static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x); });
+        blurLines(channel, light.width, light.height, box,
+            [width](int x, int y) { return static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x); });
+    }
 }
 
-double Noise::added(double signal, std::size_t place) const
+float Noise::added(float signal, std::size_t place) const
 {
     if (none())
         return signal;
-    constexpr double readPart = 0.02; // of the variance at full signal
-    const double random = bell(mixed(seed_ * 0x9E3779B97F4A7C15 + place));
-    return signal + deviation_ * std::sqrt(std::max(signal, 0.0) + readPart) * random;
+    constexpr float readPart = 0.02F; // of the variance at full signal
+    const float random = bell(mixed(start_ + place));
+    return signal + deviation_ * std::sqrt(std::max(signal, 0.0F) + readPart) * random;
 }
 
 void encode(const std::vector<std::uint16_t>& channel, std::size_t first, int count, double gain, const Noise& noise,
@@ -169,10 +179,11 @@ void encode(const std::vector<std::uint16_t>& channel, std::size_t first, int co
         }
         return;
     }
+    const auto factor = static_cast<float>(gain / Light::white);
     for (int i = 0; i < count; ++i) {
         const std::size_t at = first + static_cast<std::size_t>(i);
-        const double signal = noise.added(channel[at] / Light::white * gain, at);
-        target[i] = table[static_cast<std::size_t>(std::clamp(signal, 0.0, 1.0) * Light::white + 0.5)];
+        const float signal = noise.added(static_cast<float>(channel[at]) * factor, at);
+        target[i] = table[static_cast<std::size_t>(std::clamp(signal, 0.0F, 1.0F) * 65535.0F + 0.5F)];
     }
 }
 

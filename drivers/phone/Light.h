@@ -31,16 +31,16 @@ void blur(Light& light, double diameter);
 class Noise {
 public:
     Noise(double atFullSignal, std::uint64_t seed)
-        : deviation_(atFullSignal)
-        , seed_(seed)
+        : deviation_(static_cast<float>(atFullSignal))
+        , start_(seed * 0x9E3779B97F4A7C15)
     {
     }
     bool none() const { return deviation_ == 0; }
-    double added(double signal, std::size_t place) const;
+    float added(float signal, std::size_t place) const;
 
 private:
-    double deviation_;
-    std::uint64_t seed_;
+    float deviation_;
+    std::uint64_t start_; // places of different seeds are far apart
 };
 
 /// `count` samples from `first` on, times `gain`, clipped at white, as sRGB.

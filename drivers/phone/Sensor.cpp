@@ -174,16 +174,18 @@ RawImage readOut(Scene& scene, const Shot& shot, const std::array<double, 3>& as
     const Light light = lightOf(scene, shot);
     const auto& plane = raw.samples->planes()[0];
     const Noise noise(shot.noise, shot.seed * 3);
+    std::array<float, 3> factors {};
+    for (std::size_t c = 0; c < 3; ++c)
+        factors[c] = static_cast<float>(shot.gain * model::sensorWhite[c] / Light::white);
     for (int y = 0; y < plane.height; ++y) {
         auto* row = reinterpret_cast<std::uint16_t*>(plane.data + static_cast<std::size_t>(y) * plane.stride);
+        const std::size_t line = static_cast<std::size_t>(y) * static_cast<std::size_t>(plane.width);
         for (int x = 0; x < plane.width; ++x) {
             const std::size_t channel = raw.pattern[static_cast<std::size_t>(y % 2 * 2 + x % 2)];
-            const auto at
-                = static_cast<std::size_t>(y) * static_cast<std::size_t>(plane.width) + static_cast<std::size_t>(x);
-            const double signal
-                = noise.added(light.channels[channel][at] / Light::white * shot.gain * model::sensorWhite[channel], at);
-            row[x] = static_cast<std::uint16_t>(
-                std::lround(std::clamp(black + signal * (white - black), 0.0, double { white })));
+            const std::size_t at = line + static_cast<std::size_t>(x);
+            const float signal
+                = noise.added(static_cast<float>(light.channels[channel][at]) * factors[channel], at) * (white - black);
+            row[x] = static_cast<std::uint16_t>(std::clamp(signal + black, 0.0F, float { white }) + 0.5F);
         }
     }
     return raw;
