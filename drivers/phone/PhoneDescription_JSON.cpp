@@ -412,11 +412,14 @@ void readScene(JSONObject& object, PhoneDescription& description)
 
 PhoneDescription fromJSONText(const std::string& text, const std::string& name)
 {
+    constexpr int corrupt = 3840; // of NSCocoaErrorDomain: the text is not what it should be
     nlohmann::json parsed;
     try {
         parsed = nlohmann::json::parse(text);
+    } catch (const nlohmann::json::out_of_range&) {
+        throw NSError(NSCocoaErrorDomain, corrupt,
+            name + ": it holds a number that is too large to be read; numbers go up to 1e308.");
     } catch (const nlohmann::json::parse_error& error) {
-        constexpr int corrupt = 3840;
         const auto byte = std::min(error.byte, text.size());
         const auto line = 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(byte), '\n');
         throw NSError(NSCocoaErrorDomain, corrupt,

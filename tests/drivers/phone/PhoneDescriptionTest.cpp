@@ -166,6 +166,12 @@ TEST(PhoneDescription, WhatIsNotJSONIsRefusedWithItsLine)
         "writes it.");
 }
 
+TEST(PhoneDescription, ANumberBeyondAllNumbersIsRefused)
+{
+    EXPECT_EQ(complaint(R"({"sceneDistance": 60E666})"),
+        "phone.json: it holds a number that is too large to be read; numbers go up to 1e308.");
+}
+
 TEST(PhoneDescription, AFileThatIsNotThereIsNamed)
 {
     try {
