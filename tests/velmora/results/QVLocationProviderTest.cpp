@@ -276,6 +276,12 @@ TEST_F(TrackingProvider, ThousandAndAHalfMetresAreLookedUp)
     EXPECT_EQ(geocodes(), 1U);
 }
 
+TEST_F(TrackingProvider, AMillimetreMoreThanAThousandMetresIsLookedUp)
+{
+    moveTo(1000.001);
+    EXPECT_EQ(geocodes(), 1U);
+}
+
 TEST_F(TrackingProvider, ExactlyAThousandMetresAreNotLookedUp)
 {
     const auto there = exactlyAKilometreAway();
