@@ -280,6 +280,24 @@ TEST_F(OfflinePlaceTables, FiftyKilometresFromATownItsNameEnds)
     EXPECT_EQ(townFrom(town, 1.451, 1), ""); // 50.1 km
 }
 
+TEST_F(OfflinePlaceTables, EachOfManyTownsIsFoundFromEverySide)
+{
+    std::string towns;
+    for (int latitude = -5; latitude <= 5; ++latitude)
+        for (int longitude = 175; longitude <= 185; ++longitude)
+            towns += place(std::to_string(latitude) + "/" + std::to_string(longitude), std::to_string(latitude),
+                std::to_string(longitude > 180 ? longitude - 360 : longitude), "PPL", "20000");
+    writeAll(towns);
+    const auto places = std::make_shared<OfflinePlaces>(folder.string());
+    for (int latitude = -5; latitude <= 5; ++latitude)
+        for (int longitude = 175; longitude <= 185; ++longitude)
+            for (const auto& [north, east] : { std::pair { 0.4, 0.0 }, { -0.4, 0.0 }, { 0.0, 0.4 }, { 0.0, -0.4 } }) {
+                const auto found = ask(places, latitude + north, longitude + east).places;
+                ASSERT_TRUE(found && found->size() == 1) << latitude << " " << longitude;
+                EXPECT_EQ(found->front()->locality(), std::to_string(latitude) + "/" + std::to_string(longitude));
+            }
+}
+
 TEST_F(OfflinePlaceTables, ASectionIsNeverATown)
 {
     EXPECT_EQ(townFrom(place("Section", "1", "1", "PPLX", "900000") + place("Town", "1.2", "1", "PPL", "20000"), 1, 1),
