@@ -28,6 +28,7 @@ class RollOfFilm : public testing::Test {
 protected:
     RollOfFilm()
     {
+        drivers::installDefaults(); // the phone's pictures are encoded by the real encoder
         controller->startSession();
         phone.clock().advance(0.5);
     }

@@ -7,10 +7,9 @@
 
 namespace velmora::detail {
 
-void stopForCompletion(const char* what, const std::source_location& madeAt)
+void stopForCompletion(const char* what, const char* name)
 {
-    fatalError(std::string("[Completion] The completion made in ") + madeAt.function_name() + " (" + madeAt.file_name()
-        + ":" + std::to_string(madeAt.line()) + ") " + what + ".");
+    fatalError(std::string("[Completion] The completion \"") + name + "\" " + what + ".");
 }
 
 }

@@ -5,31 +5,30 @@
 
 #include <functional>
 #include <memory>
-#include <source_location>
 #include <utility>
 
 namespace velmora {
 
 namespace detail {
-[[noreturn]] VELMORA_EXPORT void stopForCompletion(const char* what, const std::source_location& madeAt);
+[[noreturn]] VELMORA_EXPORT void stopForCompletion(const char* what, const char* name);
 }
 
 template <class Signature> class Completion;
 
-/// A callback owed to somebody, called exactly once: never, or a second time, stops the process with the place where
-/// the completion was made. Without a callback it is owed to nobody, and may end uncalled. Not for several threads.
+/// A callback owed to somebody, called exactly once: never, or a second time, stops the process with the name that
+/// the completion was given. Without a callback it is owed to nobody, and may end uncalled. Not for several threads.
 template <class... Args> class [[nodiscard]] Completion<void(Args...)> {
 public:
-    explicit Completion(
-        std::function<void(Args...)> callback, std::source_location madeAt = std::source_location::current())
+    /// `name` is a literal that says what is owed to whom.
+    explicit Completion(std::function<void(Args...)> callback, const char* name)
         : callback_(std::move(callback))
-        , madeAt_(madeAt)
+        , name_(name)
         , owed_(callback_ != nullptr)
     {
     }
     Completion(Completion&& other) noexcept
         : callback_(std::move(other.callback_))
-        , madeAt_(other.madeAt_)
+        , name_(other.name_)
         , owed_(std::exchange(other.owed_, false))
         , called_(std::exchange(other.called_, true))
     {
@@ -38,13 +37,13 @@ public:
     ~Completion()
     {
         if (owed_)
-            detail::stopForCompletion("was never called", madeAt_);
+            detail::stopForCompletion("was never called", name_);
     }
 
     void operator()(Args... args)
     {
         if (std::exchange(called_, true))
-            detail::stopForCompletion("was called a second time", madeAt_);
+            detail::stopForCompletion("was called a second time", name_);
         owed_ = false;
         if (const auto callback = std::exchange(callback_, nullptr))
             callback(std::forward<Args>(args)...);
@@ -52,7 +51,7 @@ public:
 
 private:
     std::function<void(Args...)> callback_;
-    std::source_location madeAt_;
+    const char* name_;
     bool owed_;
     bool called_ = false;
 };
