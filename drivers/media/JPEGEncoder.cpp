@@ -173,7 +173,7 @@ std::vector<std::uint8_t> joined(const std::vector<Stream>& strips, std::int32_t
     jpeg.reserve(size);
     const auto first = strips.front().all();
     const Parts parts = partsOf(first);
-    append(jpeg, first.first(2));
+    jpeg.insert(jpeg.end(), { 0xFF, 0xD8 });
     if (!application1.empty())
         appendSegment(jpeg, app1, application1);
     const std::size_t frame = jpeg.size() + (parts.frame - parts.tables);

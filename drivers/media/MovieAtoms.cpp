@@ -79,10 +79,23 @@ void putBytes(Bytes& to, std::span<const std::uint8_t> bytes)
     to.insert(to.end(), bytes.begin(), bytes.end());
 }
 
+namespace {
+
+/// A size that is filled in later, and the type.
+Bytes begun(std::string_view type)
+{
+    Bytes bytes;
+    put32(bytes, 0);
+    for (const char letter : type)
+        bytes.push_back(static_cast<std::uint8_t>(letter));
+    return bytes;
+}
+
+}
+
 Bytes atom(std::string_view type, std::initializer_list<std::span<const std::uint8_t>> contents)
 {
-    Bytes bytes(4);
-    bytes.insert(bytes.end(), type.begin(), type.end());
+    Bytes bytes = begun(type);
     for (const auto& content : contents)
         putBytes(bytes, content);
     overwrite32(bytes, 0, bytes.size());
@@ -92,8 +105,7 @@ Bytes atom(std::string_view type, std::initializer_list<std::span<const std::uin
 Bytes fullAtom(std::string_view type, std::uint8_t version, std::uint32_t flags,
     std::initializer_list<std::span<const std::uint8_t>> contents)
 {
-    Bytes bytes(4);
-    bytes.insert(bytes.end(), type.begin(), type.end());
+    Bytes bytes = begun(type);
     put32(bytes, static_cast<std::uint32_t>(version) << 24 | flags);
     for (const auto& content : contents)
         putBytes(bytes, content);

@@ -90,9 +90,10 @@ std::string outermost(const std::string& path)
         std::uint64_t size = number(at, 4);
         if (size == 1)
             size = number(at + 8, 8);
-        types += (types.empty() ? "" : " ")
-            + std::string(bytes.begin() + static_cast<std::ptrdiff_t>(at) + 4,
-                bytes.begin() + static_cast<std::ptrdiff_t>(at) + 8);
+        if (!types.empty())
+            types.push_back(' ');
+        for (std::size_t i = 4; i < 8; ++i)
+            types.push_back(static_cast<char>(bytes[at + i]));
         if (size < 8)
             break;
         at += size;
