@@ -3,6 +3,7 @@
 
 #include "drivers/media/MediaErrors.h"
 
+#include <sched.h>
 #include <turbojpeg.h>
 
 #include <algorithm>
@@ -11,7 +12,6 @@
 #include <future>
 #include <memory>
 #include <string>
-#include <thread>
 #include <utility>
 
 namespace velmora::drivers::media {
@@ -195,6 +195,14 @@ std::vector<std::uint8_t> joined(const std::vector<Stream>& strips, std::int32_t
     return jpeg;
 }
 
+/// Those that the process may run on, which can be fewer than the machine has.
+int coresForThisProcess()
+{
+    cpu_set_t cores;
+    CPU_ZERO(&cores);
+    return ::sched_getaffinity(0, sizeof cores, &cores) == 0 ? CPU_COUNT(&cores) : 1;
+}
+
 void check(const CVPixelBuffer& pixels, int quality)
 {
     if (pixels.pixelFormat() != kCVPixelFormatType_420YpCbCr8BiPlanarFullRange)
@@ -208,37 +216,48 @@ void check(const CVPixelBuffer& pixels, int quality)
         throw cannotWrite("The quality of a JPEG goes from 1 to 100 and this is " + std::to_string(quality) + ".");
 }
 
-/// The mean of a few samples spread over a cell, which is as good as all of them in a picture of this size.
-std::uint8_t meanOver(const CVPixelBuffer::Plane& plane, int step, int offset, std::int32_t cellX, std::int32_t cellY,
-    std::int32_t cellsAcross, std::int32_t cellsDown)
-{
-    constexpr std::int64_t mostSamples = 6;
-    const auto edge = [](std::int64_t cell, std::int64_t size, std::int64_t cells) { return cell * size / cells; };
-    const std::int64_t left = edge(cellX, plane.width, cellsAcross), top = edge(cellY, plane.height, cellsDown);
-    const std::int64_t across = std::max<std::int64_t>(1, edge(cellX + 1, plane.width, cellsAcross) - left);
-    const std::int64_t down = std::max<std::int64_t>(1, edge(cellY + 1, plane.height, cellsDown) - top);
-    const std::int64_t columns = std::min(across, mostSamples), rows = std::min(down, mostSamples);
-    std::int64_t sum = 0;
-    for (std::int64_t row = 0; row < rows; ++row) {
-        const std::uint8_t* line = plane.data + static_cast<std::size_t>(top + row * down / rows) * plane.stride;
-        for (std::int64_t column = 0; column < columns; ++column)
-            sum += line[(left + column * across / columns) * step + offset];
+/// Where a plane is sampled along one axis: the same few places within each of the cells that it is reduced to.
+struct Sampling {
+    std::size_t perCell = 1;
+    std::vector<std::size_t> places;
+
+    Sampling(std::int32_t size, std::int32_t cells)
+        : perCell(static_cast<std::size_t>(std::clamp(size / cells, 1, 6)))
+    {
+        const std::size_t count = perCell * static_cast<std::size_t>(cells);
+        for (std::size_t i = 0; i < count; ++i)
+            places.push_back(i * static_cast<std::size_t>(size) / count);
     }
-    return static_cast<std::uint8_t>((sum + rows * columns / 2) / (rows * columns));
+};
+
+/// Each value is the mean of a few samples spread over its cell, as good as all of them in a picture of this size.
+/// `channels` are interleaved.
+void reduce(const CVPixelBuffer::Plane& from, const CVPixelBuffer::Plane& to, std::size_t channels)
+{
+    const Sampling columns(from.width, to.width), rows(from.height, to.height);
+    const auto samples = static_cast<unsigned>(columns.perCell * rows.perCell);
+    const std::size_t across = static_cast<std::size_t>(to.width) * channels;
+    std::vector<unsigned> sums(across);
+    for (std::size_t y = 0; y < static_cast<std::size_t>(to.height); ++y) {
+        std::fill(sums.begin(), sums.end(), samples / 2);
+        for (std::size_t row = 0; row < rows.perCell; ++row) {
+            const std::uint8_t* line = from.data + rows.places[y * rows.perCell + row] * from.stride;
+            const std::size_t* place = columns.places.data();
+            for (std::size_t cell = 0; cell < across; cell += channels)
+                for (std::size_t i = 0; i < columns.perCell; ++i, ++place)
+                    for (std::size_t channel = 0; channel < channels; ++channel)
+                        sums[cell + channel] += line[*place * channels + channel];
+        }
+        std::transform(sums.begin(), sums.end(), to.data + y * to.stride,
+            [samples](unsigned sum) { return static_cast<std::uint8_t>(sum / samples); });
+    }
 }
 
 std::shared_ptr<CVPixelBuffer> reduced(const CVPixelBuffer& pixels, std::int32_t width, std::int32_t height)
 {
     auto small = CVPixelBuffer::create(width, height, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange);
-    const CVPixelBuffer::Plane &luma = small->planes()[0], &chroma = small->planes()[1];
-    for (std::int32_t y = 0; y < luma.height; ++y)
-        for (std::int32_t x = 0; x < luma.width; ++x)
-            luma.data[static_cast<std::size_t>(y) * luma.stride + static_cast<std::size_t>(x)]
-                = meanOver(pixels.planes()[0], 1, 0, x, y, luma.width, luma.height);
-    for (std::int32_t y = 0; y < chroma.height; ++y)
-        for (std::int32_t x = 0; x < chroma.width * 2; ++x)
-            chroma.data[static_cast<std::size_t>(y) * chroma.stride + static_cast<std::size_t>(x)]
-                = meanOver(pixels.planes()[1], 2, x % 2, x / 2, y, chroma.width, chroma.height);
+    reduce(pixels.planes()[0], small->planes()[0], 1);
+    reduce(pixels.planes()[1], small->planes()[1], 2);
     return small;
 }
 
@@ -253,11 +272,10 @@ std::vector<std::uint8_t> JPEGEncoder::encode(
     const CVPixelBuffer& pixels, int quality, std::span<const std::uint8_t> application1) const
 {
     check(pixels, quality);
-    const int machine = std::min<int>(2, static_cast<int>(std::thread::hardware_concurrency()));
     const bool large = static_cast<std::int64_t>(pixels.width()) * pixels.height() >= worthAThread;
     const std::int32_t unitsAcross = (pixels.width() + block - 1) / block;
     const std::int32_t rows = (pixels.height() + block - 1) / block;
-    const std::int32_t parts = large ? std::max(1, threads_ > 0 ? threads_ : machine) : 1;
+    const std::int32_t parts = large ? std::max(1, threads_ > 0 ? threads_ : std::min(2, coresForThisProcess())) : 1;
     std::int32_t rowsPerStrip = (rows + parts - 1) / parts;
     if (parts > 1)
         rowsPerStrip = std::min(rowsPerStrip, mostUnitsBetweenRestarts / unitsAcross);
