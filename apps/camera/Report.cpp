@@ -30,8 +30,8 @@ std::string localTime(double secondsSince1970, const char* format)
 /// "2026-01-02T03:04:05+01:00"
 std::string isoTime(double secondsSince1970)
 {
-    auto text = localTime(secondsSince1970, "%Y-%m-%dT%H:%M:%S%z");
-    return text.insert(text.size() - 2, ":");
+    const auto text = localTime(secondsSince1970, "%Y-%m-%dT%H:%M:%S%z");
+    return text.substr(0, text.size() - 2) + ':' + text.substr(text.size() - 2);
 }
 
 template <class... Args> std::string printed(const char* format, Args... args)
