@@ -18,6 +18,7 @@ template <class Value> struct Choice {
     const char* word;
     Value value;
 };
+template <class Value> Choice(const char*, Value) -> Choice<Value>;
 
 constexpr std::array drivers { Choice { "auto", CameraDriver::Automatic }, Choice { "virtual", CameraDriver::Virtual },
     Choice { "pipewire", CameraDriver::PipeWire }, Choice { "v4l2", CameraDriver::V4L2 } };
