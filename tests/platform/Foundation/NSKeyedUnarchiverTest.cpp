@@ -196,7 +196,8 @@ TEST(NSKeyedUnarchiver, RefusesReferencesAndLengthsThatLeaveTheList)
 TEST(NSKeyedUnarchiver, RefusesAnArchiveCutAnywhere)
 {
     const auto record = make<Record>(std::string("name"), ArchiveValue(make<NSDate>(1.0)), std::int64_t { 300 });
-    const auto whole = NSKeyedArchiver::archivedDataWithRootObject(record)->bytes();
+    const auto archive = NSKeyedArchiver::archivedDataWithRootObject(record);
+    const auto whole = archive->bytes();
     for (std::size_t length = 0; length < whole.size(); ++length)
         EXPECT_NE(refusal(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length))), "") << length;
 }

@@ -17,6 +17,8 @@ using namespace drivers::phone;
 
 class Photos : public ControllerTest {
 protected:
+    ~Photos() override { settle(); } // a shot that is still under way answers while there is somebody to hear it
+
     void changeCamera(const std::function<void(Camera&)>& edit)
     {
         phone.change([&](PhoneDescription& description) { edit(description.cameras[0]); });
