@@ -7,6 +7,7 @@
 #include "velmora/capture/QVImageOrientation.h"
 #include "velmora/capture/QVUTTypeDNG.h"
 #include "velmora/capture/QVVideoStabilizationTitle.h"
+#include "velmora/model/QVCameraHardware.h"
 #include "velmora/model/QVLens.h"
 #include "velmora/results/QVCaptureLocationInfo.h"
 #include "velmora/results/QVLocationProvider.h"
