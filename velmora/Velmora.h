@@ -4,6 +4,7 @@
 /// Everything that an application needs.
 
 #include "velmora/capture/QVCameraController.h"
+#include "velmora/capture/QVHardwareButtons.h"
 #include "velmora/capture/QVImageOrientation.h"
 #include "velmora/capture/QVUTTypeDNG.h"
 #include "velmora/capture/QVVideoStabilizationTitle.h"

@@ -95,6 +95,8 @@ struct PhoneDescription {
     std::vector<TimedAcceleration> motion; ///< in order of time; empty: held upright, still
     std::vector<TimedLocation> track; ///< in order of time; one entry: it stays there; empty: no location
     bool microphone = true, previewConnection = true;
+    bool controls = true; ///< there is a camera button that shows a session's controls
+    std::vector<std::string> foreignControls; ///< titles of menus that others put on every new session
     std::vector<std::string> refusedPresets, metadataTypes { "face" };
     std::vector<RefusedInput> refusedInputs;
     std::vector<std::string> photoConnections { "video" }; ///< order of the photo output's connections
@@ -125,6 +127,7 @@ enum class Step : std::uint8_t {
     CreateVideoOutput, ///< Nothing
     CreateAudioOutput, ///< Nothing
     SettingTakesEffect, ///< Late, Never
+    AddControl, ///< Nothing
 };
 enum class Outcome : std::uint8_t { Error, ErrorWithResult, Nothing, Late, Never };
 struct Fault {

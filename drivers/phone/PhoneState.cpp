@@ -31,6 +31,8 @@ const char* name(Step step)
         return "CreateAudioOutput";
     case Step::SettingTakesEffect:
         return "SettingTakesEffect";
+    case Step::AddControl:
+        return "AddControl";
     }
     return "?";
 }
@@ -47,6 +49,7 @@ bool has(Step step, Outcome outcome)
         return outcome == Outcome::Error || outcome == Outcome::Late || outcome == Outcome::Never;
     case Step::CreateVideoOutput:
     case Step::CreateAudioOutput:
+    case Step::AddControl:
         return outcome == Outcome::Nothing;
     case Step::SettingTakesEffect:
         return outcome == Outcome::Late || outcome == Outcome::Never;

@@ -13,6 +13,7 @@
 #include "platform/UIKit/UIApplication.h"
 
 #include "drivers/phone/PhoneCapture.h"
+#include "drivers/phone/PhoneControls.h"
 #include "drivers/phone/PhoneGeocoder.h"
 #include "drivers/phone/PhoneLocation.h"
 #include "drivers/phone/PhoneMotion.h"
@@ -147,10 +148,12 @@ struct VirtualPhone::Parts {
     std::shared_ptr<PhoneCapture> capture = std::make_shared<PhoneCapture>(world);
     std::shared_ptr<PhoneLocation> location = std::make_shared<PhoneLocation>(state);
     std::shared_ptr<PhoneGeocoder> geocoder = std::make_shared<PhoneGeocoder>(state, GeocodingDriver::installed());
+    std::shared_ptr<PhoneControls> controls = std::make_shared<PhoneControls>(state);
     Installation<MotionDriver> motionInstalled { motion };
     Installation<CaptureDriver> captureInstalled { capture };
     Installation<LocationDriver> locationInstalled { location };
     Installation<GeocodingDriver> geocoderInstalled { geocoder };
+    Installation<CaptureControlsDriver> controlsInstalled { controls };
     std::vector<JournalEntry> journalShown;
 };
 
@@ -280,6 +283,16 @@ void VirtualPhone::breakSession(NSError error)
 {
     for (const auto& camera : parts_->capture->inUse())
         camera->fail(error);
+}
+
+void VirtualPhone::selectControl(std::size_t control, std::int64_t index)
+{
+    parts_->controls->select(control, index);
+}
+
+void VirtualPhone::showControls(bool active, bool fullScreen)
+{
+    parts_->controls->show(active, fullScreen);
 }
 
 void VirtualPhone::resignActive()

@@ -74,6 +74,12 @@ public:
     /// The running cameras fail; they deliver again when the session is resumed.
     void breakSession(NSError error);
 
+    /// A person chooses a title of a menu on the camera button: the session's first control is 0. Throws NSException
+    /// (NSInvalidArgumentException) for a control that is not there, or is no menu.
+    void selectControl(std::size_t control, std::int64_t index);
+    /// A person takes the camera button in hand, and lets it go; the session hears what that changes.
+    void showControls(bool active, bool fullScreen);
+
     /// The application's three notifications, on the calling thread: the main one.
     void resignActive();
     void becomeActive();

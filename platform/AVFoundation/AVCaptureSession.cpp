@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/AVFoundation/AVCaptureSession.h"
 
+#include "platform/AVFoundation/AVCaptureControl.h"
+#include "platform/AVFoundation/AVCaptureSessionControlsDelegate.h"
 #include "platform/AVFoundation/AVCaptureVideoPreviewLayer.h"
+#include "platform/AVFoundation/CaptureControlsDriver.h"
 #include "platform/Foundation/NSNotificationCenter.h"
 #include "platform/Foundation/Scheduler.h"
 #include "platform/Foundation/SteppedScheduler.h"
@@ -167,6 +170,8 @@ void AVCaptureSession::didConstruct()
 {
     NSObject::didConstruct();
     listener_ = std::make_shared<Listener>(weakFromThis(*this), events_, sinks_);
+    if (const auto driver = CaptureControlsDriver::installed())
+        controls_ = driver->controlsOfOthers();
 }
 
 const ClassInfo& AVCaptureSession::staticClass()
@@ -180,7 +185,12 @@ const ClassInfo& AVCaptureSession::staticClass()
         method<&Self::outputs>("outputs"), method<&Self::canSetSessionPreset>("canSetSessionPreset:"),
         method<&Self::setSessionPreset>("setSessionPreset:"), method<&Self::sessionPreset>("sessionPreset"),
         method<&Self::startRunning>("startRunning"), method<&Self::stopRunning>("stopRunning"),
-        method<&Self::isRunning>("isRunning"), method<&Self::isInterrupted>("isInterrupted"));
+        method<&Self::isRunning>("isRunning"), method<&Self::isInterrupted>("isInterrupted"),
+        method<&Self::supportsControls>("supportsControls"), method<&Self::controls>("controls"),
+        method<&Self::canAddControl>("canAddControl:"), method<&Self::addControl>("addControl:"),
+        method<&Self::removeControl>("removeControl:"),
+        method<&Self::setControlsDelegate>("setControlsDelegate:queue:"),
+        method<&Self::controlsDelegate>("controlsDelegate"));
     static constexpr auto classMethods
         = methodTable(initialiser<AVCaptureSession>("init"), initialiser<AVCaptureSession>("new"));
     static const ClassInfo info { "Velmora.AVCaptureSession", &NSObject::staticClass(), methods, classMethods };

@@ -8,11 +8,14 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace velmora {
 
+class AVCaptureControl;
+class AVCaptureSessionControlsDelegate;
 class AVCaptureVideoPreviewLayer;
 
 /// Posted with the session as object, on a queue of the session's own; the error, when there is one, is in the user
@@ -64,6 +67,25 @@ public:
     bool isRunning() const;
     bool isInterrupted() const;
 
+    /// Whether people have a camera button, or a menu, that shows controls.
+    bool supportsControls() const;
+    /// In order of addition; others may have put theirs there.
+    std::vector<std::shared_ptr<AVCaptureControl>> controls() const;
+    /// False without support, for one that is there, and by the driver.
+    bool canAddControl(const std::shared_ptr<AVCaptureControl>& control) const;
+    void addControl(const std::shared_ptr<AVCaptureControl>& control);
+    void removeControl(const std::shared_ptr<AVCaptureControl>& control);
+    /// Called on `queue`; held weakly. No queue ends it.
+    void setControlsDelegate(
+        const std::weak_ptr<AVCaptureSessionControlsDelegate>& delegate, const std::optional<DispatchQueue>& queue);
+    std::shared_ptr<AVCaptureSessionControlsDelegate> controlsDelegate() const;
+
+    // For the driver that shows the controls, from any thread.
+    void controlsDidBecomeActive();
+    void controlsWillEnterFullscreenAppearance();
+    void controlsWillExitFullscreenAppearance();
+    void controlsDidBecomeInactive();
+
     // For outputs, connections and preview layers.
     std::shared_ptr<AVCaptureDevice> camera() const; ///< Empty without one.
     void addPreviewLayer(const std::shared_ptr<AVCaptureVideoPreviewLayer>& layer);
@@ -79,10 +101,14 @@ private:
     class Listener;
 
     using Device = std::shared_ptr<AVCaptureDevice>;
+    using ControlsEvent = void (AVCaptureSessionControlsDelegate::*)(const std::shared_ptr<AVCaptureSession>&);
 
     void deviceFailed(const NSError& error);
     void deviceInterrupted(const std::optional<NSError>& error);
     void deviceInterruptionEnded();
+
+    void controlsChanged();
+    void tellControlsDelegate(ControlsEvent event);
 
     void changed();
     void reconfigure();
@@ -110,6 +136,9 @@ private:
     std::vector<std::shared_ptr<AVCaptureInput>> inputs_;
     std::vector<std::shared_ptr<AVCaptureOutput>> outputs_;
     std::vector<std::weak_ptr<AVCaptureVideoPreviewLayer>> layers_;
+    std::vector<std::shared_ptr<AVCaptureControl>> controls_;
+    std::weak_ptr<AVCaptureSessionControlsDelegate> controlsDelegate_;
+    std::optional<DispatchQueue> controlsQueue_;
     std::string preset_ = AVCaptureSessionPresetHigh;
     int configurationDepth_ = 0;
     std::uint64_t configurationBegan_ = 0;

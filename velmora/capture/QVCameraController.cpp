@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "velmora/capture/QVCameraController.h"
 
+#include "velmora/capture/QVCameraButtonControlsDelegate.h"
 #include "velmora/resources/QVFrameworkIdentifier.h"
 #include "velmora/results/QVLocationProvider.h"
 
+#include "platform/AVFoundation/AVCaptureControl.h"
 #include "platform/AVFoundation/AVCaptureDevice.h"
 #include "platform/AVFoundation/AVCaptureDeviceDiscoverySession.h"
 #include "platform/AVFoundation/AVCaptureDeviceInput.h"
@@ -119,6 +121,10 @@ const ClassInfo& QVCameraController::staticClass()
             "recommendedVideoSettingsForAssetWriterWithOutputFileType:"),
         method<&QVCameraController::recommendedAudioSettingsForAssetWriterWithOutputFileType>(
             "recommendedAudioSettingsForAssetWriterWithOutputFileType:"),
+        method<&QVCameraController::setCaptureControl>("setCaptureControl:delegate:"),
+        method<&QVCameraController::setCaptureControlMenuWithLocalizedTitle>(
+            "setCaptureControlMenuWithLocalizedTitle:symbolName:localizedOptions:delegate:"),
+        method<&QVCameraController::updateSelectedControlMenuIndex>("updateSelectedControlMenuIndex:"),
         method<&QVCameraController::_configureCamera>("_configureCamera:"),
         method<&QVCameraController::_startAdditionalServices>("_startAdditionalServices"),
         method<&QVCameraController::_stopSessionIfAllowed>("_stopSessionIfAllowed"),

@@ -32,6 +32,7 @@
 namespace velmora {
 
 class AVCaptureConnection;
+class AVCaptureControl;
 class AVCaptureDevice;
 class AVCaptureDeviceFormat;
 class AVCaptureDeviceInput;
@@ -42,6 +43,7 @@ class AVCaptureVideoPreviewLayer;
 class AVFrameRateRange;
 class CMMotionManager;
 class NSTimer;
+class QVCameraButtonControlsDelegate;
 class QVLocationProvider;
 struct NSNotification;
 
@@ -244,6 +246,19 @@ public:
     std::optional<ArchiveDictionary> recommendedAudioSettingsForAssetWriterWithOutputFileType(
         const std::string& fileType) const;
 
+    // The camera button
+
+    /// Makes it the session's only control; the delegate's callbacks come on the main queue, and the delegate is held
+    /// weakly. Blocks until it is installed. Does nothing on a session without controls; a refused control is logged.
+    void setCaptureControl(const std::shared_ptr<AVCaptureControl>& control,
+        const std::shared_ptr<QVCameraButtonControlsDelegate>& delegate);
+    /// Installs a menu; `symbolName` is its picture. What people select is told on the session queue, from which this
+    /// controller must not be reconfigured. The menu holds the delegate.
+    void setCaptureControlMenuWithLocalizedTitle(std::string title, std::string symbolName,
+        std::vector<std::string> localizedOptions, const std::shared_ptr<QVCameraButtonControlsDelegate>& delegate);
+    /// Shows another index in the menu that was installed last, on the session queue. Ignored beyond the last option.
+    void updateSelectedControlMenuIndex(std::int64_t index);
+
     // What the outputs and captures tell their delegate; each on the queue that it was given.
 
     void captureOutput(const std::shared_ptr<AVCaptureOutput>& output,
@@ -315,6 +330,7 @@ private:
     std::atomic<QVSampleBufferTypes> preparedSampleBufferTypes_ {};
     Guarded<std::map<std::int64_t, std::shared_ptr<QVPhotoCapture>>> activeCaptures_;
     Guarded<std::shared_ptr<AVCaptureMetadataOutput>> faceMetadataOutput_;
+    Guarded<std::shared_ptr<NSObject>> pickerMenu_; // installed last
 
     Guarded<std::string> captureSessionPreset_;
     std::atomic<UIDeviceOrientation> deviceOrientation_ { UIDeviceOrientationUnknown };
