@@ -469,34 +469,43 @@ void AVCaptureDevice::hand(PendingChange next)
     applying_ = false;
 }
 
-std::optional<NSError> AVCaptureDevice::startStream(
-    const void* user, const StreamRequest& request, std::function<void(std::shared_ptr<CMSampleBuffer>)> deliver)
+std::optional<NSError> AVCaptureDevice::startStream(const std::shared_ptr<AVCaptureDeviceListener>& user,
+    const StreamRequest& request, std::function<void(std::shared_ptr<CMSampleBuffer>)> deliver)
 {
-    {
-        const std::lock_guard lock(mutex_);
-        if (streamUser_ && streamUser_ != user)
-            return NSError(AVFoundationErrorDomain, AVErrorDeviceAlreadyUsedByAnotherSession,
-                "The camera is in use by another session: stop that one first.");
-        streamUser_ = user;
+    const std::lock_guard serial(streamMutex_);
+    const auto before = streamUser();
+    if (before && before != user) {
+        driver_->stop();
+        before->deviceTaken();
     }
     auto error = driver_->start(request, std::move(deliver));
-    if (error) {
-        const std::lock_guard lock(mutex_);
-        streamUser_ = nullptr;
-    }
+    setStreamUser(error ? nullptr : user);
     return error;
 }
 
-void AVCaptureDevice::stopStream(const void* user)
+void AVCaptureDevice::stopStream(const std::shared_ptr<AVCaptureDeviceListener>& user)
+{
+    const std::lock_guard serial(streamMutex_);
+    if (streamUser() != user)
+        return;
+    driver_->stop();
+    setStreamUser(nullptr);
+}
+
+std::shared_ptr<AVCaptureDeviceListener> AVCaptureDevice::streamUser() const
+{
+    const std::lock_guard lock(mutex_);
+    return streamUser_.lock();
+}
+
+void AVCaptureDevice::setStreamUser(const std::shared_ptr<AVCaptureDeviceListener>& user)
 {
     {
         const std::lock_guard lock(mutex_);
-        if (streamUser_ != user)
-            return;
+        streamUser_ = user;
     }
-    driver_->stop();
-    const std::lock_guard lock(mutex_);
-    streamUser_ = nullptr;
+    if (!user)
+        tellListeners([](AVCaptureDeviceListener& each) { each.deviceReleased(); });
 }
 
 void AVCaptureDevice::addListener(const std::weak_ptr<AVCaptureDeviceListener>& listener)

@@ -30,6 +30,8 @@ public:
     virtual void deviceInterrupted(const std::optional<NSError>& error) = 0;
     virtual void deviceInterruptionEnded() = 0;
     virtual void deviceFound(const std::vector<CaptureMetadataObject>& objects) = 0;
+    virtual void deviceTaken() = 0; ///< somebody else streams from it now; told only to whom it was taken from
+    virtual void deviceReleased() = 0; ///< nobody streams from it any more
 };
 
 /// A camera or a microphone. There is one object for each, however often it is looked up.
@@ -144,10 +146,12 @@ public:
     const std::shared_ptr<CaptureDeviceDriver>& driver() const { return driver_; }
     CaptureDeviceDescription deviceDescription() const { return driver_->description(); }
     CaptureSettings settings() const;
-    /// Frames or sound for `user`, until it stops them; one user at a time.
-    std::optional<NSError> startStream(
-        const void* user, const StreamRequest& request, std::function<void(std::shared_ptr<CMSampleBuffer>)> deliver);
-    void stopStream(const void* user);
+    /// Frames or sound for `user`, until it stops them or another one starts: the newest has the device. The one
+    /// before is told that it was taken, after its last delivery.
+    std::optional<NSError> startStream(const std::shared_ptr<AVCaptureDeviceListener>& user,
+        const StreamRequest& request, std::function<void(std::shared_ptr<CMSampleBuffer>)> deliver);
+    void stopStream(const std::shared_ptr<AVCaptureDeviceListener>& user); ///< Leaves another user's stream alone.
+    std::shared_ptr<AVCaptureDeviceListener> streamUser() const; ///< Empty when nobody streams.
     void addListener(const std::weak_ptr<AVCaptureDeviceListener>& listener);
     void removeListener(const AVCaptureDeviceListener* listener);
     /// Makes the format active that the device names for `preset`, if it names one.
@@ -176,6 +180,7 @@ private:
     bool zoomFits(double factor) const;
     void setZoom(double factor);
     void stepRamp(std::uint64_t ramp);
+    void setStreamUser(const std::shared_ptr<AVCaptureDeviceListener>& user);
     template <class Call> void tellListeners(Call call);
 
     const std::shared_ptr<CaptureDeviceDriver> driver_;
@@ -183,12 +188,13 @@ private:
     std::mutex lockMutex_; // held while the driver locks and unlocks
     int lockCount_ = 0;
 
+    std::mutex streamMutex_; // held while the driver starts and stops
     mutable std::mutex mutex_; // what follows; never held while a driver or an observer is called
     CaptureSettings settings_;
     CaptureReadings readings_;
     std::deque<PendingChange> pending_;
     bool applying_ = false;
-    const void* streamUser_ = nullptr;
+    std::weak_ptr<AVCaptureDeviceListener> streamUser_;
     std::uint64_t formatSetMoment_ = 0;
     std::uint64_t ramp_ = 0;
     bool ramping_ = false;

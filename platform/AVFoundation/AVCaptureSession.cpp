@@ -136,6 +136,14 @@ public:
         later([](AVCaptureSession& session) { session.deviceInterruptionEnded(); });
     }
     void deviceFound(const std::vector<CaptureMetadataObject>& objects) override { sinks_->found(objects); }
+    void deviceTaken() override
+    {
+        later([](AVCaptureSession& session) { session.deviceTaken(); });
+    }
+    void deviceReleased() override
+    {
+        later([](AVCaptureSession& session) { session.deviceReleased(); });
+    }
 
 private:
     void later(std::function<void(AVCaptureSession&)> call)
@@ -363,7 +371,7 @@ void AVCaptureSession::startRunning()
 {
     const std::lock_guard serial(runMutex_);
     wanted_ = true;
-    if (isRunning())
+    if (isRunning() && hasItsDevices())
         return;
     const auto driver = CaptureDriver::installed();
     if (const auto delay = driver ? driver->startDelay() : std::nullopt) {
@@ -371,8 +379,7 @@ void AVCaptureSession::startRunning()
             return;
         wait(*delay);
     }
-    if (wanted_ && start())
-        setRunning(true);
+    setRunning(wanted_ && start());
 }
 
 void AVCaptureSession::stopRunning()
@@ -381,6 +388,8 @@ void AVCaptureSession::stopRunning()
     wanted_ = false;
     stop();
     setRunning(false);
+    const std::lock_guard lock(mutex_);
+    taken_ = false;
 }
 
 bool AVCaptureSession::isRunning() const
@@ -392,7 +401,7 @@ bool AVCaptureSession::isRunning() const
 bool AVCaptureSession::isInterrupted() const
 {
     const std::lock_guard lock(mutex_);
-    return interrupted_;
+    return interrupted_ || taken_;
 }
 
 void AVCaptureSession::setRunning(bool running)
@@ -491,7 +500,7 @@ void AVCaptureSession::reconfigure()
     if (const auto driver = CaptureDriver::installed())
         driver->note("reconfigured", {});
     const std::lock_guard serial(runMutex_);
-    if (isRunning() && !start())
+    if (isRunning() && hasItsDevices() && !start())
         setRunning(false);
 }
 
@@ -517,38 +526,45 @@ std::vector<AVCaptureSession::Stream> AVCaptureSession::wantedStreams() const
     return wanted;
 }
 
+/// False from when another session takes one until this one has heard of it.
+bool AVCaptureSession::hasItsDevices() const
+{
+    return std::all_of(streams_.begin(), streams_.end(),
+        [this](const Stream& stream) { return stream.device->streamUser() == listener_; });
+}
+
 bool AVCaptureSession::start()
 {
     const auto wanted = wantedStreams();
     std::erase_if(streams_, [&](const Stream& stream) {
-        if (std::find(wanted.begin(), wanted.end(), stream) != wanted.end())
+        if (std::find(wanted.begin(), wanted.end(), stream) != wanted.end() && stream.device->streamUser() == listener_)
             return false;
-        stream.device->stopStream(this);
+        stream.device->stopStream(listener_);
         return true;
     });
     for (const Stream& stream : wanted) {
         if (std::find(streams_.begin(), streams_.end(), stream) != streams_.end())
             continue;
-        const auto error = stream.device->startStream(this, stream.request,
+        const auto error = stream.device->startStream(listener_, stream.request,
             [sinks = sinks_, device = stream.device.get()](
                 const std::shared_ptr<CMSampleBuffer>& buffer) { sinks->deliver(device, buffer); });
         if (error) {
             stop();
-            events_.async([weak = weakFromThis(*this), error] {
-                if (const auto session = weak.lock())
-                    session->post(AVCaptureSessionRuntimeErrorNotification, error);
-            });
+            postLater(AVCaptureSessionRuntimeErrorNotification, error);
             return false;
         }
         streams_.push_back(stream);
     }
+    const std::lock_guard lock(mutex_);
+    if (std::exchange(taken_, false))
+        postLater(AVCaptureSessionInterruptionEndedNotification, std::nullopt);
     return true;
 }
 
 void AVCaptureSession::stop()
 {
     for (const Stream& stream : std::exchange(streams_, {}))
-        stream.device->stopStream(this);
+        stream.device->stopStream(listener_);
 }
 
 void AVCaptureSession::deviceFailed(const NSError& error)
@@ -587,6 +603,43 @@ void AVCaptureSession::deviceInterruptionEnded()
             setRunning(true);
     }
     post(AVCaptureSessionInterruptionEndedNotification, std::nullopt);
+}
+
+void AVCaptureSession::deviceTaken()
+{
+    {
+        const std::lock_guard serial(runMutex_);
+        if (hasItsDevices())
+            return; // taken back, or stopped, meanwhile
+        stop();
+        setRunning(false);
+        const std::lock_guard lock(mutex_);
+        taken_ = true;
+    }
+    post(AVCaptureSessionWasInterruptedNotification, std::nullopt);
+}
+
+void AVCaptureSession::deviceReleased()
+{
+    const std::lock_guard serial(runMutex_);
+    {
+        const std::lock_guard lock(mutex_);
+        if (!taken_)
+            return;
+    }
+    const auto wanted = wantedStreams();
+    const bool free = std::none_of(
+        wanted.begin(), wanted.end(), [](const Stream& stream) { return stream.device->streamUser() == listener_; });
+    if (free && start())
+        setRunning(true);
+}
+
+void AVCaptureSession::postLater(const char* name, const std::optional<NSError>& error)
+{
+    events_.async([weak = weakFromThis(*this), name, error] {
+        if (const auto session = weak.lock())
+            session->post(name, error);
+    });
 }
 
 void AVCaptureSession::post(const char* name, const std::optional<NSError>& error)

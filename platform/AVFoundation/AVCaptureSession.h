@@ -61,11 +61,12 @@ public:
     std::string sessionPreset() const; ///< AVCaptureSessionPresetHigh at first
 
     /// Returns when the session runs: a slow device holds the caller. With a device that never starts it returns and
-    /// does not run. Harmless when it runs.
+    /// does not run. Harmless when it runs. A device that another session streams from is taken: that session is
+    /// interrupted until this one lets the device go.
     void startRunning();
     void stopRunning();
     bool isRunning() const;
-    bool isInterrupted() const;
+    bool isInterrupted() const; ///< Stopped by the devices or by another session, not by its owner.
 
     /// Whether people have a camera button, or a menu, that shows controls.
     bool supportsControls() const;
@@ -106,6 +107,8 @@ private:
     void deviceFailed(const NSError& error);
     void deviceInterrupted(const std::optional<NSError>& error);
     void deviceInterruptionEnded();
+    void deviceTaken();
+    void deviceReleased();
 
     void controlsChanged();
     void tellControlsDelegate(ControlsEvent event);
@@ -119,10 +122,12 @@ private:
     std::vector<Device> devices() const;
     std::vector<std::shared_ptr<AVCaptureVideoPreviewLayer>> layers() const;
     std::vector<Stream> wantedStreams() const;
+    bool hasItsDevices() const;
     bool start();
     void stop();
     void setRunning(bool running);
     void post(const char* name, const std::optional<NSError>& error);
+    void postLater(const char* name, const std::optional<NSError>& error);
 
     const DispatchQueue events_; // what devices tell is taken up here, never on their own threads
     const std::shared_ptr<Sinks> sinks_;
@@ -145,6 +150,7 @@ private:
     bool changed_ = false;
     bool running_ = false;
     bool interrupted_ = false;
+    bool taken_ = false; // another session has a device of this one
 };
 
 }

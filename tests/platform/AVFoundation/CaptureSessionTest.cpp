@@ -308,20 +308,145 @@ TEST_F(CaptureSession, AnInterruptionThatEndsAfterAStopStartsNothing)
     EXPECT_FALSE(session->isRunning());
 }
 
-TEST_F(CaptureSession, OneCameraServesOneRunningSession)
+/// Two sessions of one camera, and the frames that each has delivered.
+class SharedCamera : public SessionTest {
+protected:
+    class Frames : public AVCaptureVideoDataOutputSampleBufferDelegate {
+    public:
+        void captureOutput(const std::shared_ptr<AVCaptureOutput>&, const std::shared_ptr<CMSampleBuffer>&,
+            const std::shared_ptr<AVCaptureConnection>&) override
+        {
+            ++count;
+        }
+        int count = 0;
+    };
+    SharedCamera()
+    {
+        fill(*session, first);
+        fill(*second, others);
+        session->startRunning();
+        clock.advance(0.2);
+    }
+    ~SharedCamera() override
+    {
+        second->stopRunning();
+        settle();
+    }
+    void fill(AVCaptureSession& filled, const std::shared_ptr<Frames>& frames) const
+    {
+        const auto output = AVCaptureVideoDataOutput::init();
+        output->setSampleBufferDelegate(frames, DispatchQueue::main());
+        filled.addInput(input("back"));
+        filled.addOutput(output);
+    }
+    bool delivers(const Frames& frames)
+    {
+        const int before = frames.count;
+        clock.advance(0.2);
+        return frames.count > before;
+    }
+
+    const std::shared_ptr<AVCaptureSession> second = make<AVCaptureSession>();
+    const std::shared_ptr<Frames> first = std::make_shared<Frames>(), others = std::make_shared<Frames>();
+};
+
+TEST_F(SharedCamera, TheNewestSessionHasIt)
 {
-    add("back");
-    session->startRunning();
-    const auto second = make<AVCaptureSession>();
-    second->addInput(input("back"));
+    EXPECT_TRUE(delivers(*first));
     second->startRunning();
+    settle();
+
+    EXPECT_TRUE(delivers(*others));
+    EXPECT_FALSE(delivers(*first));
+    EXPECT_FALSE(session->isRunning());
+    EXPECT_TRUE(session->isInterrupted());
+}
+
+TEST_F(SharedCamera, ALateStopOfTheFirstLeavesItToTheSecond)
+{
+    second->startRunning();
+    clock.advance(3);
+    session->stopRunning();
+
+    EXPECT_TRUE(second->isRunning());
+    EXPECT_TRUE(delivers(*others));
+    second->stopRunning();
+    settle();
+    EXPECT_FALSE(session->isRunning());
+}
+
+TEST_F(SharedCamera, AStopBeforeTheFirstHasHeardLeavesItToTheSecond)
+{
+    second->startRunning();
+    session->stopRunning();
+    settle();
+
+    EXPECT_TRUE(delivers(*others));
+    EXPECT_FALSE(session->isInterrupted());
+}
+
+TEST_F(SharedCamera, GoesBackWhenTheSecondStops)
+{
+    std::vector<std::string> names;
+    const auto token = NSNotificationCenter::defaultCenter().addObserver(
+        "", session, [&](const NSNotification& note) { names.push_back(note.name); });
+    second->startRunning();
+    settle();
+    second->stopRunning();
+    settle();
+
+    EXPECT_TRUE(session->isRunning());
+    EXPECT_TRUE(delivers(*first));
+    EXPECT_EQ(names,
+        (std::vector<std::string> {
+            "AVCaptureSessionWasInterruptedNotification", "AVCaptureSessionInterruptionEndedNotification" }));
+}
+
+TEST_F(SharedCamera, GoesBackToWhoAsksAgainBeforeHavingHeard)
+{
+    second->startRunning();
+    session->startRunning();
+    settle();
+
+    EXPECT_TRUE(session->isRunning());
+    EXPECT_TRUE(delivers(*first));
+    EXPECT_FALSE(second->isRunning());
+    EXPECT_TRUE(second->isInterrupted());
+}
+
+TEST_F(SharedCamera, AChangeOfTheFirstTakesNothingBack)
+{
+    second->startRunning();
+    session->addOutput(AVCapturePhotoOutput::init());
+    settle();
+    session->addOutput(AVCaptureMetadataOutput::init());
+
+    EXPECT_TRUE(delivers(*others));
+    EXPECT_FALSE(session->isRunning());
+}
+
+TEST_F(SharedCamera, GoesBackWhenTheSecondCannotStart)
+{
+    phone.fail({ .step = Step::Start, .outcome = Outcome::Error });
+    second->startRunning();
+    settle();
 
     EXPECT_FALSE(second->isRunning());
     EXPECT_TRUE(session->isRunning());
-    session->stopRunning();
-    second->startRunning();
-    EXPECT_TRUE(second->isRunning());
-    second->stopRunning();
+    EXPECT_TRUE(delivers(*first));
+}
+
+TEST_F(SharedCamera, IsFreeWhenTheSecondEnds)
+{
+    {
+        const auto third = make<AVCaptureSession>();
+        third->addInput(input("back"));
+        third->startRunning();
+        settle();
+        EXPECT_FALSE(session->isRunning());
+    }
+    settle();
+    EXPECT_TRUE(delivers(*first));
 }
 
 TEST_F(CaptureSession, EndsWithItsLastReference)

@@ -149,6 +149,26 @@ TEST_F(CaptureThreads, StartsAndStopsFromSeveralThreads)
     EXPECT_TRUE(session->isRunning());
 }
 
+TEST_F(CaptureThreads, SessionsTakeTheCameraFromEachOther)
+{
+    const auto other = make<AVCaptureSession>();
+    other->addInput(AVCaptureDeviceInput::initWithDevice(camera));
+    const auto run = [](const std::shared_ptr<AVCaptureSession>& each) {
+        return times(10, [each](int) {
+            each->startRunning();
+            each->stopRunning();
+        });
+    };
+    together(run(session), run(other), times(10, [&](int) { other->startRunning(); }));
+    other->stopRunning();
+    session->startRunning();
+    const int before = frames->frames.value();
+    frames->frames.waitFor(before + 1);
+
+    EXPECT_TRUE(session->isRunning());
+    EXPECT_FALSE(other->isRunning());
+}
+
 TEST_F(CaptureThreads, EveryShotOfEveryThreadEnds)
 {
     session->startRunning();

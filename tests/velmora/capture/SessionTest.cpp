@@ -329,6 +329,25 @@ TEST_F(DelayedStop, ADelegateThatHasGoneIsNoDelegate)
     EXPECT_FALSE(controller->isSessionRunning());
 }
 
+TEST_F(DelayedStop, LeavesTheCameraToTheControllerThatHasItNow)
+{
+    controller->stopSessionAfterDelay(5);
+    const auto next = make<QVCameraController>(AVCaptureDevicePositionBack, QVCameraCaptureIntentStillImage);
+    next->startSession();
+    clock.advance(6);
+    std::string last;
+    for (const auto& entry : phone.journal())
+        if (entry.device == "back" && (entry.what == "start" || entry.what == "stop"))
+            last = entry.what;
+
+    EXPECT_FALSE(controller->isSessionRunning());
+    EXPECT_TRUE(next->isSessionRunning());
+    EXPECT_EQ(last, "start");
+    next->stopSession();
+    settle();
+    EXPECT_FALSE(controller->isSessionRunning());
+}
+
 TEST_F(DelayedStop, TwoOfThemBothFire)
 {
     controller->stopSessionAfterDelay(5);
