@@ -629,7 +629,7 @@ void AVCaptureSession::deviceReleased()
     }
     const auto wanted = wantedStreams();
     const bool free = std::none_of(
-        wanted.begin(), wanted.end(), [](const Stream& stream) { return stream.device->streamUser() == listener_; });
+        wanted.begin(), wanted.end(), [](const Stream& stream) { return stream.device->streamUser() != nullptr; });
     if (free && start())
         setRunning(true);
 }
