@@ -125,6 +125,29 @@ const ClassInfo& QVCameraController::staticClass()
         method<&QVCameraController::setCaptureControlMenuWithLocalizedTitle>(
             "setCaptureControlMenuWithLocalizedTitle:symbolName:localizedOptions:delegate:"),
         method<&QVCameraController::updateSelectedControlMenuIndex>("updateSelectedControlMenuIndex:"),
+        method<&QVCameraController::focusOnPreviewLayerPoint>("focusOnPreviewLayerPoint:"),
+        method<&QVCameraController::focusOnPoint>("focusOnPoint:inSize:"),
+        method<&QVCameraController::useAutoFocus>("useAutoFocus"),
+        method<&QVCameraController::lockCurrentFocus>("lockCurrentFocus"),
+        method<&QVCameraController::useManualFocus>("useManualFocus:completion:"),
+        method<&QVCameraController::exposeOnPreviewLayerPoint>("exposeOnPreviewLayerPoint:"),
+        method<&QVCameraController::exposeOnPoint>("exposeOnPoint:inSize:"),
+        method<&QVCameraController::useAutoExposure>("useAutoExposure"),
+        method<&QVCameraController::lockCurrentExposure>("lockCurrentExposure"),
+        method<&QVCameraController::useManualShutterSpeed>("useManualShutterSpeed:completion:"),
+        method<&QVCameraController::useManualISO>("useManualISO:completion:"),
+        method<&QVCameraController::setExposureBias>("setExposureBias:completion:"),
+        method<&QVCameraController::resetExposureBias>("resetExposureBias"),
+        method<&QVCameraController::useAutoWhiteBalance>("useAutoWhiteBalance"),
+        method<&QVCameraController::useManualTemperature>("useManualTemperature:completion:"),
+        method<&QVCameraController::temperatureForCurrentVideoCaptureDevice>("temperatureForCurrentVideoCaptureDevice"),
+        method<&QVCameraController::currentZoomScale>("currentZoomScale"),
+        method<&QVCameraController::maximumZoomScale>("maximumZoomScale"),
+        method<&QVCameraController::setZoomScale>("setZoomScale:"),
+        method<&QVCameraController::rampToZoomScale>("rampToZoomScale:withRate:"),
+        method<&QVCameraController::_captureDevicePointForPreviewLayerPoint>(
+            "_captureDevicePointForPreviewLayerPoint:"),
+        method<&QVCameraController::_captureDevicePointForPoint>("_captureDevicePointForPoint:inSize:"),
         method<&QVCameraController::_configureCamera>("_configureCamera:"),
         method<&QVCameraController::_startAdditionalServices>("_startAdditionalServices"),
         method<&QVCameraController::_stopSessionIfAllowed>("_stopSessionIfAllowed"),
@@ -377,6 +400,15 @@ void QVCameraController::_configureCamera(const Block& block)
     }
     block();
     device->unlockForConfiguration();
+}
+
+void QVCameraController::configureDevice(const std::function<void(AVCaptureDevice& device)>& change)
+{
+    const auto device = currentVideoCaptureDevice(); // that of the call, whatever is current when the lock is had
+    _configureCamera([&] {
+        if (device)
+            change(*device);
+    });
 }
 
 void QVCameraController::fireCameraConfigurationCompletion()

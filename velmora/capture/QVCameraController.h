@@ -12,6 +12,7 @@
 #include "platform/AVFoundation/AVCaptureMetadataOutput.h"
 #include "platform/AVFoundation/AVCaptureVideoDataOutput.h"
 #include "platform/AVFoundation/AVMediaTypes.h"
+#include "platform/CoreGraphics/CGGeometry.h"
 #include "platform/CoreMedia/CMTime.h"
 #include "platform/CoreMotion/MotionDriver.h"
 #include "platform/Foundation/DispatchQueue.h"
@@ -67,6 +68,8 @@ public:
     using CaptureBeganHandler = QVPhotoCapture::CaptureBeganHandler;
     using PhotoOutputHandler = QVPhotoCapture::CapturePhotoOutputHandler;
     using CaptureCompletedHandler = QVPhotoCapture::CaptureCompletedHandler;
+    /// Receives the time of the first frame that shows the setting, on a thread of the device.
+    using DeviceSettingCompletion = std::function<void(CMTime)>;
     using SampleBufferProcessor = std::function<void(const std::shared_ptr<CMSampleBuffer>&)>;
 
     /// Configures a session, which is not started. No preset: AVCaptureSessionPresetPhoto. A preset that the session
@@ -191,6 +194,50 @@ public:
     /// What was found last. Observable: it changes on the session queue, whose blocks must not reconfigure.
     std::vector<std::shared_ptr<AVMetadataObject>> visibleFaces() const { return visibleFaces_.get(); }
 
+    // Focus, exposure, white balance and zoom
+    //
+    // On the caller's thread, inside the device's configuration lock. What a device does not support and values outside
+    // its limits are refused with a line on the log; a completion, which may be empty, is not called then.
+
+    /// Focuses once on a point of the preview layer, in the layer's points. Answers whether the device can focus on
+    /// points, not whether its lock was to be had.
+    bool focusOnPreviewLayerPoint(CGPoint point);
+    /// The same for a point in a view of this size that shows the whole picture in portrait; other capture
+    /// orientations are not converted and focus on the corner (0, 0).
+    bool focusOnPoint(CGPoint point, CGSize size);
+    void useAutoFocus(); ///< Continuously.
+    void lockCurrentFocus();
+    /// From 0 (nearest) to 1 (farthest).
+    void useManualFocus(float lensPosition, DeviceSettingCompletion completion);
+
+    /// Exposes continuously for a point; points and answers are those of focusing.
+    bool exposeOnPreviewLayerPoint(CGPoint point);
+    bool exposeOnPoint(CGPoint point, CGSize size);
+    void useAutoExposure(); ///< Continuously.
+    void lockCurrentExposure();
+    /// Within the active format's exposure durations, limits included; the ISO stays.
+    void useManualShutterSpeed(const CMTime& duration, DeviceSettingCompletion completion);
+    /// Within the active format's limits, included; the shutter speed stays.
+    void useManualISO(float iso, DeviceSettingCompletion completion);
+    /// In stops, within the device's limits, included. Locks the exposure.
+    void setExposureBias(float bias, DeviceSettingCompletion completion);
+    /// Sets the bias to 0, and so locks the exposure.
+    void resetExposureBias();
+
+    void useAutoWhiteBalance(); ///< Continuously.
+    /// In kelvin, on the daylight curve. Refused when a colour channel would need a gain below 1 or above the device's
+    /// maximum.
+    void useManualTemperature(float kelvin, DeviceSettingCompletion completion);
+    /// In kelvin, of the gains that are in force; 0 without a camera.
+    float temperatureForCurrentVideoCaptureDevice() const;
+
+    double currentZoomScale() const; ///< 1 is the whole picture; 0 without a camera.
+    double maximumZoomScale() const; ///< Of the active format; 0 without one.
+    /// From 1 to the maximum; the device logs and ignores others.
+    void setZoomScale(double scale);
+    /// At `rate` doublings a second.
+    void rampToZoomScale(double scale, double rate);
+
     // Photos
 
     void prepareToCaptureStillImage();
@@ -283,6 +330,8 @@ private:
     void _getMaxFrameRateFormat(
         std::shared_ptr<AVCaptureDeviceFormat>* format, std::shared_ptr<AVFrameRateRange>* range) const;
     AVCaptureFlashMode _availablePreferredFlashMode() const;
+    CGPoint _captureDevicePointForPreviewLayerPoint(CGPoint point) const;
+    CGPoint _captureDevicePointForPoint(CGPoint point, CGSize size) const;
     void _capturePhoto(CaptureBeganHandler began, PhotoOutputHandler output, CaptureCompletedHandler completed);
     void _matchStillImageOutputToDeviceOrientation();
     void _setupSessionToReceiveSampleBuffers(QVSampleBufferTypes types);
@@ -304,6 +353,13 @@ private:
     void addAudioDataOutput(const std::shared_ptr<AVCaptureSession>& session);
     std::shared_ptr<AVCaptureConnection> videoDataConnection() const;
     void applyDepthDelivery(bool enabled);
+    void configureDevice(const std::function<void(AVCaptureDevice& device)>& change);
+    bool supportsFocusMode(AVCaptureFocusMode mode) const;
+    bool canFocusOnPoint() const;
+    void focusOnDevicePoint(CGPoint point);
+    bool supportsExposureMode(AVCaptureExposureMode mode) const;
+    bool canExposeOnPoint() const;
+    void exposeOnDevicePoint(CGPoint point);
     std::shared_ptr<AVCapturePhotoSettings> photoSettings() const;
     std::shared_ptr<AVCapturePhotoSettings> photoSettingsForRawCaptureMode() const;
     std::shared_ptr<QVPhotoCapture> newPhotoCapture(CaptureBeganHandler began, PhotoOutputHandler output);
