@@ -94,6 +94,20 @@ Exposure limited(const Exposure& wanted, const Exposure& current, const Format& 
     return result;
 }
 
+Exposure shifted(const Exposure& exposure, double stops, const Format& format)
+{
+    Exposure result = exposure;
+    const double wanted = static_cast<double>(exposure.ISO) * std::exp2(stops);
+    result.ISO = static_cast<float>(
+        std::clamp(wanted, static_cast<double>(format.lowestISO), static_cast<double>(format.highestISO)));
+    const double rest = wanted / static_cast<double>(result.ISO);
+    if (std::abs(rest - 1) > 1e-6) {
+        constexpr std::int32_t fine = 1000000000;
+        result.duration = CMTimeMakeWithSeconds(CMTimeGetSeconds(exposure.duration) * rest, fine);
+    }
+    return limited(result, exposure, format);
+}
+
 double gain(const Exposure& exposure)
 {
     const double gain = static_cast<double>(exposure.ISO) * CMTimeGetSeconds(exposure.duration) / neutralProduct;

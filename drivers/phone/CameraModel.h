@@ -34,6 +34,8 @@ struct Exposure {
 Exposure metered(const Format& format, float bias, double secondsOfFrame);
 /// Within the format's limits; quantities that are no number keep those of `current`.
 Exposure limited(const Exposure& wanted, const Exposure& current, const Format& format);
+/// Brighter by that many stops: by the ISO as far as the format's limits go, then by the time.
+Exposure shifted(const Exposure& exposure, double stops, const Format& format);
 /// The factor on the scene's linear light, 1 at the neutral exposure.
 double gain(const Exposure& exposure);
 /// Stops by which the picture is brighter than the meter would make it with this bias.

@@ -215,7 +215,10 @@ PhoneCamera::Condition PhoneCamera::target(
 
     if (settings.exposureMode == custom)
         next.exposure = model::limited({ settings.ISO, settings.exposureDuration }, now.exposure, active);
-    else if (settings.exposureMode != locked)
+    else if (settings.exposureMode == locked) // a bias counts from where the exposure was locked
+        next.exposure = model::shifted(
+            now.exposure, static_cast<double>(settings.exposureTargetBias - now.settings.exposureTargetBias), active);
+    else
         next.exposure = model::metered(active, settings.exposureTargetBias, secondsOfFrame(camera, next));
 
     // Locked, what is in force stays until a value is set by hand: the device may have moved by itself since the last.

@@ -49,6 +49,34 @@ TEST_F(Pictures, BiasMovesTheMeterByStops)
     EXPECT_NEAR(patch(*darker.pixels, skyX, skyY)[1] / neutral[1], 0.5, 0.02);
 }
 
+TEST_F(Pictures, ABiasOnALockedExposureCountsFromWhereItWasLocked)
+{
+    stillWith(exposed(200, CMTimeMake(1, 120)));
+    CaptureSettings settings = automatic();
+    settings.exposureMode = 0;
+    const auto locked = stillWith(settings);
+    EXPECT_EQ(locked.exposure.ISO, 200);
+    settings.exposureTargetBias = 1;
+    const auto brighter = stillWith(settings);
+    EXPECT_EQ(brighter.exposure.ISO, 400);
+    EXPECT_EQ(CMTimeCompare(brighter.exposure.duration, CMTimeMake(1, 120)), 0);
+    const auto before = patch(*locked.pixels, meadowX, meadowY), after = patch(*brighter.pixels, meadowX, meadowY);
+    EXPECT_NEAR(after[1] / before[1], 2, 0.06);
+    settings.exposureTargetBias = 0;
+    EXPECT_EQ(stillWith(settings).exposure.ISO, 200);
+}
+
+TEST_F(Pictures, ABiasBeyondTheISOsLimitsTakesTheRestFromTheTime)
+{
+    stillWith(exposed(64, CMTimeMake(1, 120)));
+    CaptureSettings settings = automatic();
+    settings.exposureMode = 0;
+    settings.exposureTargetBias = -2; // ISO 16 there is none
+    const auto darker = stillWith(settings);
+    EXPECT_EQ(darker.exposure.ISO, 32);
+    EXPECT_NEAR(CMTimeGetSeconds(darker.exposure.duration), 1.0 / 240, 1e-8);
+}
+
 TEST_F(Pictures, TheMeterKeepsTheProductWithinTheLimits)
 {
     phone.change(
