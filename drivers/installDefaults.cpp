@@ -7,11 +7,29 @@
 
 namespace velmora::drivers {
 
+namespace {
+
+std::vector<DriverStatus>& statuses()
+{
+    static std::vector<DriverStatus> all;
+    return all;
+}
+
+}
+
 void installDefaults()
 {
-    iio::install();
+    if (!statuses().empty())
+        return;
     media::install();
-    places::install();
+    statuses().push_back({ "media", true, {} });
+    statuses().push_back({ "places", places::install(), "libtimezonemap-data" });
+    statuses().push_back({ "iio", iio::install(), {} });
+}
+
+const std::vector<DriverStatus>& installedDrivers()
+{
+    return statuses();
 }
 
 }

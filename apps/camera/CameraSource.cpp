@@ -73,7 +73,7 @@ CMAcceleration gravity(UIDeviceOrientation orientation)
 
 }
 
-CameraSource::CameraSource(const Options& options)
+CameraSource::CameraSource(const Options& options, Need need)
 {
     drivers::installDefaults();
     switch (options.global.driver) {
@@ -89,8 +89,11 @@ CameraSource::CameraSource(const Options& options)
     }
     if (thisMachineHasACamera())
         return;
-    if (!options.global.describesPhone())
-        throw noCamera();
+    if (!options.global.describesPhone()) {
+        if (need == MustBeThere)
+            throw noCamera();
+        return;
+    }
     if (options.global.log != LogLevel::Quiet)
         std::fprintf(stderr, "velmora-camera: this machine has no camera; using the virtual phone.\n");
     plugInVirtualPhone(options);

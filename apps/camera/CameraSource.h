@@ -14,8 +14,10 @@ namespace velmora::camera {
 /// Where the cameras come from: this machine's, or a virtual phone that lives as long as this.
 class CameraSource {
 public:
+    /// Whether a machine without a camera is refused, or just has none.
+    enum Need : bool { MayBeNone, MustBeThere };
     /// Installs the drivers that the options ask for. Throws Refusal when there is no such camera.
-    explicit CameraSource(const Options& options);
+    explicit CameraSource(const Options& options, Need need = MustBeThere);
     ~CameraSource();
     CameraSource(const CameraSource&) = delete;
     CameraSource& operator=(const CameraSource&) = delete;

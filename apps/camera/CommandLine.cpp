@@ -9,25 +9,14 @@
 #include <iterator>
 
 #include "apps/camera/Refusal.h"
+#include "apps/camera/Words.h"
 
 namespace velmora::camera {
 
 namespace {
 
-template <class Value> struct Choice {
-    const char* word;
-    Value value;
-};
-template <class Value> Choice(const char*, Value) -> Choice<Value>;
-
 constexpr std::array drivers { Choice { "auto", CameraDriver::Automatic }, Choice { "virtual", CameraDriver::Virtual },
     Choice { "pipewire", CameraDriver::PipeWire }, Choice { "v4l2", CameraDriver::V4L2 } };
-constexpr std::array positions { Choice { "back", AVCaptureDevicePositionBack },
-    Choice { "front", AVCaptureDevicePositionFront } };
-constexpr std::array lenses { Choice { "wide", QVLensTypeWideAngle }, Choice { "tele", QVLensTypeTelephoto },
-    Choice { "ultrawide", QVLensTypeUltraWide }, Choice { "dual", QVLensTypeDual },
-    Choice { "dualwide", QVLensTypeDualWide }, Choice { "triple", QVLensTypeTriple },
-    Choice { "truedepth", QVLensTypeTrueDepth } };
 constexpr std::array orientations { Choice { "portrait", UIDeviceOrientationPortrait },
     Choice { "upside-down", UIDeviceOrientationPortraitUpsideDown },
     Choice { "landscape-left", UIDeviceOrientationLandscapeLeft },
@@ -42,14 +31,6 @@ Refusal wrongValue(const std::string& option, const std::string& text, const std
 {
     return { option + " cannot be \"" + text + "\"", "it is not one of its values", "it takes " + accepted,
         ExitWrongCommandLine };
-}
-
-template <class Choices> std::string wordsOf(const Choices& choices, const std::string& separator)
-{
-    std::string words;
-    for (const auto& choice : choices)
-        words += (words.empty() ? "" : separator) + choice.word;
-    return words;
 }
 
 /// `target` may be optional.
@@ -91,6 +72,37 @@ CLLocationCoordinate2D coordinate(const std::string& text)
     return { *latitude, *longitude };
 }
 
+/// A number that passes `accepts`.
+template <class Accepts>
+double numberFor(const char* option, const std::string& text, Accepts accepts, const std::string& accepted)
+{
+    const auto value = number(text);
+    if (!value || !accepts(*value))
+        throw wrongValue(option, text, accepted);
+    return *value;
+}
+
+bool isPositive(double value)
+{
+    return value > 0;
+}
+
+/// "1/60", or seconds.
+CMTime shutterSpeed(const std::string& text)
+{
+    constexpr std::int32_t finest = 1000000000;
+    constexpr auto accepted = "a time above 0 as 1/N or in seconds, such as 1/60 or 0.5";
+    if (text.starts_with("1/")) {
+        const auto denominator = number(std::string_view(text).substr(2));
+        if (!denominator || !(*denominator > 0) || *denominator > finest)
+            throw wrongValue("--shutter", text, accepted);
+        if (*denominator == std::floor(*denominator))
+            return CMTimeMake(1, static_cast<std::int32_t>(*denominator));
+        return CMTimeMakeWithSeconds(1 / *denominator, finest);
+    }
+    return CMTimeMakeWithSeconds(numberFor("--shutter", text, isPositive, accepted), finest);
+}
+
 int photoCount(const std::string& text)
 {
     constexpr int most = 100000;
@@ -125,8 +137,35 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options)
 
 void addCameraOptions(CLI::App& command, CameraOptions& options)
 {
-    addChoice(command, "--position", options.position, positions, "Which side of the phone (back)");
-    addChoice(command, "--lens", options.lens, lenses, "Which lens (wide)");
+    addChoice(command, "--position", options.position, positionWords, "Which side of the phone (back)");
+    addChoice(command, "--lens", options.lens, lensWords, "Which lens (wide)");
+    const auto addNumber = [&](const char* option, std::optional<double>& target, auto accepts, std::string accepted,
+                               const char* type, const char* description) {
+        return command
+            .add_option_function<std::string>(
+                option, [=, &target](const std::string& text) { target = numberFor(option, text, accepts, accepted); },
+                description)
+            ->type_name(type);
+    };
+    addNumber(
+        "--zoom", options.zoom, [](double value) { return value >= 1; }, "a factor from 1 on", "Z",
+        "Crops the middle (1)");
+    auto* iso = addNumber("--iso", options.iso, isPositive, "a number above 0", "N", "Sensitivity; automatic without");
+    auto* shutter = command
+                        .add_option_function<std::string>(
+                            "--shutter", [&options](const std::string& text) { options.shutter = shutterSpeed(text); },
+                            "Exposure time; automatic without")
+                        ->type_name("1/N|SECONDS");
+    addNumber(
+        "--bias", options.bias, [](double) { return true; }, "a number of stops", "EV",
+        "Brighter or darker than the camera would expose, in stops (0)")
+        ->excludes(iso)
+        ->excludes(shutter);
+    addNumber("--temperature", options.temperature, isPositive, "a number of kelvin above 0", "K",
+        "Of the light that is to look white; automatic without");
+    addNumber(
+        "--focus", options.focus, [](double value) { return value >= 0 && value <= 1; }, "a number from 0 to 1", "0..1",
+        "From 0, the nearest, to 1, the farthest; automatic without");
     addChoice(command, "--torch", options.torch, switches, "The lamp (off)");
     addChoice(command, "--orientation", options.orientation, orientations,
         "How the phone is held; otherwise as its sensors say");
@@ -167,6 +206,15 @@ std::variant<Options, Information> parseCommandLine(int argc, const char* const*
     addCameraOptions(shoot, options.camera);
     addShootOptions(shoot, options.shoot);
     shoot.footer("Example:\n  velmora-camera shoot --camera virtual --footage field.jpg --at 35.0116,135.7681 --out .");
+    CLI::App& lenses = *app.add_subcommand("lenses", "Lists the lenses: position, type, attributes");
+    lenses.fallthrough();
+    lenses.callback([&options] { options.command = Command::Lenses; });
+    lenses.footer("Example:\n  velmora-camera --camera virtual lenses");
+    CLI::App& devices = *app.add_subcommand(
+        "devices", "Lists every camera with what it can do, and the drivers that were found or are missing");
+    devices.fallthrough();
+    devices.callback([&options] { options.command = Command::Devices; });
+    devices.footer("Example:\n  velmora-camera --camera virtual --json devices");
     app.footer(
         "Example:\n  velmora-camera --camera virtual shoot --count 3 --out photos\n\n"
         "Exit status: 0 done; 1 refused by a device, a file, the disk, a permission or a limit; 2 a wrong command "

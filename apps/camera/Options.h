@@ -6,6 +6,7 @@
 
 #include "platform/AVFoundation/AVMediaTypes.h"
 #include "platform/CoreLocation/CLLocation.h"
+#include "platform/CoreMedia/CMTime.h"
 #include "platform/Foundation/NSLog.h"
 #include "platform/UIKit/UIOrientation.h"
 
@@ -37,6 +38,9 @@ struct CameraOptions {
     AVCaptureDevicePosition position = AVCaptureDevicePositionBack;
     QVLensType lens = QVLensTypeWideAngle;
     bool torch = false;
+    /// Automatic, and the whole picture, without a value.
+    std::optional<double> zoom, iso, bias, temperature, focus; ///< factor, ISO, stops, kelvin, 0 near to 1 far
+    std::optional<CMTime> shutter;
     std::optional<UIDeviceOrientation> orientation; ///< how the phone is held; its own sensors tell otherwise
 };
 
@@ -48,7 +52,10 @@ struct ShootOptions {
     bool live = false;
 };
 
+enum class Command : std::uint8_t { Shoot, Lenses, Devices };
+
 struct Options {
+    Command command = Command::Shoot;
     GlobalOptions global;
     CameraOptions camera;
     ShootOptions shoot;

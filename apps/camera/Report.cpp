@@ -129,6 +129,68 @@ std::string linesFor(const PhotoReport& photo)
     return lines.str();
 }
 
+ordered_json objectFor(const DeviceReport::Format& format)
+{
+    ordered_json object = { { "width", format.width }, { "height", format.height }, { "stillWidth", format.stillWidth },
+        { "stillHeight", format.stillHeight } };
+    auto& rates = object["frameRates"] = ordered_json::array();
+    for (const auto& [lowest, highest] : format.frameRates)
+        rates.push_back({ lowest, highest });
+    object["iso"] = { format.lowestISO, format.highestISO };
+    object["exposureSeconds"] = { format.shortestExposure, format.longestExposure };
+    object["zoom"] = { 1, format.highestZoom };
+    object["depth"] = format.depth;
+    return object;
+}
+
+ordered_json objectFor(const DeviceReport& device)
+{
+    ordered_json object = { { "id", device.identifier }, { "name", device.name }, { "type", device.type },
+        { "position", device.position } };
+    auto& formats = object["formats"] = ordered_json::array();
+    for (const auto& format : device.formats)
+        formats.push_back(objectFor(format));
+    object["bias"] = { device.lowestBias, device.highestBias };
+    object["controls"] = device.controls;
+    return object;
+}
+
+/// "  1920 x 1080, stills 4032 x 3024, 1 to 30 fps, ISO 32 to 3200, 1/8000 s to 1/3 s, zoom to 16"
+std::string lineFor(const DeviceReport::Format& format)
+{
+    std::string line
+        = printed("  %d x %d, stills %d x %d", format.width, format.height, format.stillWidth, format.stillHeight);
+    for (const auto& [lowest, highest] : format.frameRates)
+        line += printed(", %.4g to %.4g fps", lowest, highest);
+    line += printed(", ISO %.4g to %.4g, ", format.lowestISO, format.highestISO) + exposureText(format.shortestExposure)
+        + " to " + exposureText(format.longestExposure) + printed(", zoom to %.4g", format.highestZoom);
+    return line + (format.depth ? ", with depth\n" : "\n");
+}
+
+std::string linesFor(const DeviceReport& device)
+{
+    std::string lines = device.identifier + ": " + device.position + ' ' + device.type
+        + (device.name.empty() ? "" : " (" + device.name + ")") + '\n';
+    for (const auto& format : device.formats)
+        lines += lineFor(format);
+    std::string controls;
+    for (const auto& control : device.controls)
+        controls += (controls.empty() ? "" : ", ") + control;
+    return lines + "  can set: " + (controls.empty() ? "nothing" : controls) + '\n';
+}
+
+std::string linesFor(const std::vector<drivers::DriverStatus>& drivers)
+{
+    std::string lines;
+    for (const auto& driver : drivers)
+        lines += "driver " + driver.driver + ": "
+            + (driver.works                  ? "works"
+                    : driver.install.empty() ? "found nothing"
+                                             : "missing; install " + driver.install)
+            + '\n';
+    return lines;
+}
+
 void writeToStandardOutput(const std::string& text)
 {
     if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0)
@@ -150,11 +212,50 @@ Report::Report(Form form)
 
 Report::~Report() = default;
 
-void Report::setCamera(const std::string& driver, const std::string& identifier)
+void Report::setDriver(const std::string& driver)
 {
     object_->json["driver"] = driver;
+}
+
+void Report::setCamera(const std::string& identifier)
+{
     object_->json["camera"] = identifier;
+}
+
+void Report::beginPhotos()
+{
     object_->json["photos"] = ordered_json::array();
+}
+
+void Report::tell(const std::vector<LensReport>& lenses)
+{
+    auto& list = object_->json["lenses"] = ordered_json::array();
+    for (const auto& lens : lenses)
+        list.push_back({ { "position", lens.position }, { "type", lens.type }, { "raw", lens.raw },
+            { "depthCapture", lens.depthCapture } });
+    if (form_ == Form::JSON)
+        return;
+    std::ostringstream lines;
+    for (const auto& lens : lenses)
+        lines << lens.position << ' ' << lens.type << (lens.depthCapture ? ", with depth" : "") << '\n';
+    writeToStandardOutput(lenses.empty() ? "No lenses.\n" : lines.str());
+}
+
+void Report::tell(const std::vector<DeviceReport>& devices, const std::vector<drivers::DriverStatus>& drivers)
+{
+    auto& list = object_->json["devices"] = ordered_json::array();
+    for (const auto& device : devices)
+        list.push_back(objectFor(device));
+    auto& missing = object_->json["missing"] = ordered_json::array();
+    for (const auto& driver : drivers)
+        if (!driver.works && !driver.install.empty())
+            missing.push_back({ { "driver", driver.driver }, { "install", driver.install } });
+    if (form_ == Form::JSON)
+        return;
+    std::string lines;
+    for (const auto& device : devices)
+        lines += linesFor(device);
+    writeToStandardOutput((devices.empty() ? "No cameras.\n" : lines) + linesFor(drivers));
 }
 
 void Report::add(const PhotoReport& photo)

@@ -3,11 +3,15 @@
 
 #include "platform/CoreLocation/CLLocation.h"
 
+#include "drivers/installDefaults.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "apps/camera/Refusal.h"
 
@@ -29,6 +33,29 @@ struct PhotoReport {
     } milliseconds;
 };
 
+/// One lens of the catalogue.
+struct LensReport {
+    std::string position, type; ///< the command line's words
+    int raw = 0;
+    bool depthCapture = false;
+};
+
+/// One camera and what it can do; limits are inclusive.
+struct DeviceReport {
+    struct Format {
+        std::int32_t width = 0, height = 0, stillWidth = 0, stillHeight = 0; ///< pixels
+        std::vector<std::pair<double, double>> frameRates; ///< frames a second
+        double lowestISO = 0, highestISO = 0;
+        double shortestExposure = 0, longestExposure = 0; ///< seconds
+        double highestZoom = 1;
+        bool depth = false;
+    };
+    std::string identifier, name, type, position;
+    std::vector<Format> formats;
+    std::vector<std::string> controls; ///< what can be set: "focus", "torch", ...
+    double lowestBias = 0, highestBias = 0; ///< stops
+};
+
 /// What the program says on stdout: a few readable lines as things happen, or one JSON object at the end.
 class Report {
 public:
@@ -36,8 +63,13 @@ public:
     explicit Report(Form form);
     ~Report();
 
-    void setCamera(const std::string& driver, const std::string& identifier);
+    void setDriver(const std::string& driver);
+    void setCamera(const std::string& identifier);
+    /// Also what has nothing in it is told, in JSON.
+    void beginPhotos();
     void add(const PhotoReport& photo);
+    void tell(const std::vector<LensReport>& lenses);
+    void tell(const std::vector<DeviceReport>& devices, const std::vector<drivers::DriverStatus>& drivers);
     /// These throw Refusal when stdout does not take it, a full disk behind it for one.
     void tell(const std::string& text);
     void print();

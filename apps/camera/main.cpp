@@ -8,6 +8,7 @@
 
 #include "apps/camera/CommandLine.h"
 #include "apps/camera/Interruption.h"
+#include "apps/camera/ListCommands.h"
 #include "apps/camera/Refusal.h"
 #include "apps/camera/Report.h"
 #include "apps/camera/ShootCommand.h"
@@ -34,7 +35,17 @@ void perform(int argc, char** argv, Report& report, const Interruption& interrup
     }
     const auto& options = std::get<Options>(parsed);
     setLogLevel(options.global.log);
-    ShootCommand(options, report, interruption).run();
+    switch (options.command) {
+    case Command::Shoot:
+        ShootCommand(options, report, interruption).run();
+        break;
+    case Command::Lenses:
+        listLenses(options, report);
+        break;
+    case Command::Devices:
+        listDevices(options, report);
+        break;
+    }
     report.print();
 }
 

@@ -21,7 +21,7 @@ TEST_F(CommandLine, HelpOfACommandNamesItsOptionsWithAnExample)
     const auto outcome = run("shoot --help");
     EXPECT_EQ(outcome.status, 0);
     for (const auto* option : { "--count", "--out", "--raw", "--flash", "--live", "--position", "--lens", "--torch",
-             "--orientation", "Example:" })
+             "--orientation", "--zoom", "--iso", "--shutter", "--bias", "--temperature", "--focus", "Example:" })
         EXPECT_THAT(outcome.out, HasSubstr(option));
 }
 
@@ -68,6 +68,23 @@ INSTANTIATE_TEST_SUITE_P(Each, WrongCommandLine,
             "--count cannot be \"0\": it is not one of its values; it takes a whole number from 1 to 100000." },
         WrongLine { "shoot --count 1.5",
             "--count cannot be \"1.5\": it is not one of its values; it takes a whole number from 1 to 100000." },
+        WrongLine { "shoot --iso 0", "--iso cannot be \"0\": it is not one of its values; it takes a number above 0." },
+        WrongLine { "shoot --shutter 1/0",
+            "--shutter cannot be \"1/0\": it is not one of its values; it takes a time above 0 as 1/N or in seconds, "
+            "such "
+            "as 1/60 or 0.5." },
+        WrongLine { "shoot --shutter -1",
+            "--shutter cannot be \"-1\": it is not one of its values; it takes a time above 0 as 1/N or in seconds, "
+            "such "
+            "as 1/60 or 0.5." },
+        WrongLine { "shoot --temperature -1",
+            "--temperature cannot be \"-1\": it is not one of its values; it takes a number of kelvin above 0." },
+        WrongLine { "shoot --focus 1.01",
+            "--focus cannot be \"1.01\": it is not one of its values; it takes a number from 0 to 1." },
+        WrongLine {
+            "shoot --zoom 0.9", "--zoom cannot be \"0.9\": it is not one of its values; it takes a factor from 1 on." },
+        WrongLine { "shoot --bias much",
+            "--bias cannot be \"much\": it is not one of its values; it takes a number of stops." },
         WrongLine { "shoot --at 90.01,0",
             "--at cannot be \"90.01,0\": it lies outside the globe; it takes LAT,LON in degrees: -90 to 90 and -180 to "
             "180." },
