@@ -7,7 +7,10 @@
 
 #include "drivers/media/install.h"
 
+#include "tests/support/Pictures.h"
+#include "tests/support/Require.h"
 #include "tests/support/SessionTest.h"
+#include "tests/support/Subprocess.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <cstdlib>
@@ -167,6 +170,43 @@ TEST_F(PhotoOutput, GivesARawPhotoAloneOrWithAnother)
     const auto shot = shoot(both);
     EXPECT_EQ(shot->heard, (Heard { "shutter", "photo", "raw", "done" }));
     EXPECT_NE(shot->photos.at(1)->fileDataRepresentation(), nullptr);
+}
+
+TEST_F(PhotoOutput, ARawFileHoldsTwiceTheSamplesAfterTwiceTheTime)
+{
+    if (!requireTool("libraw", "unprocessed_raw"))
+        return;
+    phone.change([](PhoneDescription& description) { description.footage = footage("portrait.png"); });
+    const TemporaryFolder folder;
+    const auto samplesAfter = [&](CMTime exposure) {
+        camera->device()->setExposureModeCustomWithDuration(exposure, 100, nullptr);
+        clock.advance(0.5);
+        const auto shot = shoot(AVCapturePhotoSettings::photoSettingsWithRawPixelFormatType(1650943796));
+        const auto file = folder.write("shot.dng", shot->photos.at(0)->fileDataRepresentation()->bytes());
+        EXPECT_EQ(runCommand("unprocessed_raw -q " + file).status, 0);
+        const auto pgm = bytesOfFile(file + ".pgm");
+        constexpr std::size_t count = 640 * 480;
+        std::vector<int> samples(pgm.size() > 2 * count ? count : 0);
+        for (std::size_t i = 0; i < samples.size(); ++i) {
+            const std::size_t at = pgm.size() - 2 * (count - i);
+            samples[i] = pgm[at] << 8 | pgm[at + 1];
+        }
+        return samples;
+    };
+    const auto once = samplesAfter(CMTimeMake(1, 60)), twice = samplesAfter(CMTimeMake(1, 30));
+    ASSERT_EQ(once.size(), 640U * 480);
+    ASSERT_EQ(twice.size(), once.size());
+
+    constexpr int black = 512, white = 16383;
+    int wrong = 0, clipped = 0;
+    for (std::size_t i = 0; i < once.size(); ++i) {
+        const int expected = std::min(black + 2 * (once[i] - black), white);
+        wrong += std::abs(twice[i] - expected) > 1;
+        clipped += expected == white;
+    }
+    EXPECT_EQ(wrong, 0);
+    EXPECT_GT(clipped, 0);
+    EXPECT_LT(clipped, 640 * 480 / 2);
 }
 
 TEST_F(PhotoOutput, EverySettingsObjectHasAnIdentifierOfItsOwnAndACopyKeepsIt)
