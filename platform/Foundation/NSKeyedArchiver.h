@@ -30,15 +30,24 @@ template <class T> ArchivableClass archivable()
         [](const NSCoder& coder) -> std::shared_ptr<NSObject> { return T::initWithCoder(coder); } };
 }
 
+/// A class that names the classes which its archives may hold, once, when it is asked for.
+template <class T>
+concept NamesArchivableClasses = requires
+{
+    T::nameArchivableClasses();
+};
+
 /// Reads what such an archive holds. Makes only registered classes and Foundation's own values; bounds depth and sizes.
 class VELMORA_EXPORT NSKeyedUnarchiver {
 public:
     /// Nil when the root decodes as nil. Throws NSError (NSCocoaErrorDomain, NSCoderReadCorruptError), saying what is
     /// wrong where, for data that is no such archive or is damaged, and for a class that nobody registered.
     static ArchiveValue unarchiveTopLevelObject(std::span<const std::uint8_t> archive);
-    /// The root as a T; empty when it is nil or another class.
+    /// The root as a T; empty when it is nil or another class. A T that names archivable classes does so first.
     template <class T> static std::shared_ptr<T> unarchiveObject(std::span<const std::uint8_t> archive)
     {
+        if constexpr (NamesArchivableClasses<T>)
+            T::nameArchivableClasses();
         return objectIn<T>(unarchiveTopLevelObject(archive));
     }
 

@@ -4,6 +4,7 @@
 #include "velmora/capture/QVCameraButtonControlsDelegate.h"
 #include "velmora/resources/QVFrameworkIdentifier.h"
 #include "velmora/results/QVLocationProvider.h"
+#include "velmora/results/archivableClasses.h"
 
 #include "platform/AVFoundation/AVCaptureControl.h"
 #include "platform/AVFoundation/AVCaptureDevice.h"
@@ -186,6 +187,7 @@ QVCameraController::QVCameraController(
 void QVCameraController::didConstruct()
 {
     NSObject::didConstruct();
+    registerArchivableClasses();
     const auto session = make<AVCaptureSession>();
     captureSession_.set(session);
     previewLayer_ = make<AVCaptureVideoPreviewLayer>(session);

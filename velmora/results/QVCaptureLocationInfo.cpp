@@ -2,6 +2,7 @@
 #include "velmora/results/QVCaptureLocationInfo.h"
 
 #include "velmora/results/QVLocationProvider.h"
+#include "velmora/results/archivableClasses.h"
 
 #include "platform/CoreLocation/CLLocation.h"
 #include "platform/CoreLocation/CLPlacemark.h"
@@ -25,6 +26,17 @@ std::shared_ptr<CLLocation> required(std::shared_ptr<CLLocation> location)
 QVCaptureLocationInfo::QVCaptureLocationInfo(std::shared_ptr<CLLocation> location)
     : location_(required(std::move(location)))
 {
+}
+
+void QVCaptureLocationInfo::didConstruct()
+{
+    NSObject::didConstruct();
+    nameArchivableClasses();
+}
+
+void QVCaptureLocationInfo::nameArchivableClasses()
+{
+    registerArchivableClasses();
 }
 
 const ClassInfo& QVCaptureLocationInfo::staticClass()

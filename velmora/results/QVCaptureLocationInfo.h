@@ -24,6 +24,7 @@ public:
         const std::shared_ptr<QVLocationProvider>& provider);
     /// Nil when the archive has no location; whatever else is missing or of another type stays nil.
     static std::shared_ptr<QVCaptureLocationInfo> initWithCoder(const NSCoder& coder);
+    static void nameArchivableClasses(); ///< registerArchivableClasses(), for the unarchiver
     static const ClassInfo& staticClass();
     const ClassInfo& classInfo() const override { return staticClass(); }
 
@@ -40,6 +41,9 @@ public:
     void setLocaleName(std::optional<std::string> name);
 
     void encodeWithCoder(NSCoder& coder) const override;
+
+protected:
+    void didConstruct() override;
 
 private:
     static std::shared_ptr<QVCaptureLocationInfo> initOfClass(

@@ -4,6 +4,7 @@
 #include "velmora/results/QVCaptureLocationInfo.h"
 #include "velmora/results/QVLocationProvider.h"
 #include "velmora/results/QVPhotoCapture.h"
+#include "velmora/results/archivableClasses.h"
 
 #include "platform/CoreImage/CIImage.h"
 #include "platform/Foundation/NSURL.h"
@@ -38,6 +39,17 @@ QVPhotoCaptureOutput::QVPhotoCaptureOutput(
     const std::shared_ptr<QVPhotoCapture>& /*capture*/, RawImageData rawImageData)
     : dngImageData_(std::move(rawImageData.data))
 {
+}
+
+void QVPhotoCaptureOutput::didConstruct()
+{
+    NSObject::didConstruct();
+    nameArchivableClasses();
+}
+
+void QVPhotoCaptureOutput::nameArchivableClasses()
+{
+    registerArchivableClasses();
 }
 
 const ClassInfo& QVPhotoCaptureOutput::staticClass()

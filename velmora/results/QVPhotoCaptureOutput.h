@@ -34,6 +34,7 @@ public:
     QVPhotoCaptureOutput(const std::shared_ptr<QVPhotoCapture>& capture, RawImageData rawImageData);
     /// Nil without metadata, and without any image data.
     static std::shared_ptr<QVPhotoCaptureOutput> initWithCoder(const NSCoder& coder);
+    static void nameArchivableClasses(); ///< registerArchivableClasses(), for the unarchiver
     static const ClassInfo& staticClass();
     const ClassInfo& classInfo() const override { return staticClass(); }
 
@@ -74,6 +75,9 @@ public:
     void setUserInfo(std::optional<ArchiveDictionary> userInfo);
 
     void encodeWithCoder(NSCoder& coder) const override;
+
+protected:
+    void didConstruct() override;
 
 private:
     std::shared_ptr<NSData> jpgImageData_, dngImageData_;

@@ -14,17 +14,13 @@ namespace velmora {
 
 void registerArchivableClasses()
 {
-    static const std::array classes { archivable<CLLocation>(), archivable<CLPlacemark>(),
-        archivable<QVCaptureLocationInfo>(), archivable<QVPhotoCaptureOutput>() };
-    NSKeyedUnarchiver::registerClasses(classes);
-}
-
-namespace {
-
-/// An archive may be the first thing that an application asks for. The library is shared, so that this object is there
-/// whenever any of it is.
-[[maybe_unused]] const bool registered = (registerArchivableClasses(), true);
-
+    static const bool once = [] {
+        const std::array classes { archivable<CLLocation>(), archivable<CLPlacemark>(),
+            archivable<QVCaptureLocationInfo>(), archivable<QVPhotoCaptureOutput>() };
+        NSKeyedUnarchiver::registerClasses(classes);
+        return true;
+    }();
+    static_cast<void>(once);
 }
 
 }

@@ -5,8 +5,9 @@
 
 namespace velmora {
 
-/// Tells the unarchiver which classes archives of captures may hold. The framework calls it when it is loaded; again
-/// does no harm.
+/// Tells the unarchiver which classes archives of captures may hold. The framework calls it when a controller or a
+/// record is made, and unarchiveObject<QVPhotoCaptureOutput>() does; an application calls it that reads records by
+/// other means before any of that. Again does no harm.
 VELMORA_EXPORT void registerArchivableClasses();
 
 }
