@@ -80,7 +80,14 @@ struct AVCaptureSession::Sinks {
         std::shared_ptr<AVCaptureOutput> output;
         std::shared_ptr<AVCaptureConnection> connection;
     };
-    using List = std::vector<Sink>;
+    struct Screen {
+        std::weak_ptr<AVCaptureVideoPreviewLayer> layer;
+        std::shared_ptr<AVCaptureConnection> connection;
+    };
+    struct List {
+        std::vector<Sink> outputs;
+        std::vector<Screen> screens;
+    };
 
     void set(List list)
     {
@@ -96,8 +103,12 @@ struct AVCaptureSession::Sinks {
     void deliver(const AVCaptureDevice* device, const std::shared_ptr<CMSampleBuffer>& buffer)
     {
         const std::string mediaType = buffer->mediaType();
+        const auto list = get();
+        for (const auto& [weak, connection] : list->screens)
+            if (const auto layer = weak.lock(); layer && connection->device().get() == device)
+                layer->receive(buffer);
         const AVCaptureOutput* served = nullptr; // once each, whatever the number of its connections
-        for (const auto& [output, connection] : *get()) {
+        for (const auto& [output, connection] : list->outputs) {
             if (connection->device().get() != device || connection->mediaType() != mediaType || output.get() == served)
                 continue;
             served = output.get();
@@ -106,7 +117,8 @@ struct AVCaptureSession::Sinks {
     }
     void found(const std::vector<CaptureMetadataObject>& objects)
     {
-        for (const auto& [output, connection] : *get())
+        const auto list = get();
+        for (const auto& [output, connection] : list->outputs)
             output->receiveMetadata(objects, connection);
     }
 
@@ -436,8 +448,10 @@ void AVCaptureSession::addPreviewLayer(const std::shared_ptr<AVCaptureVideoPrevi
         std::erase_if(layers_, [](const auto& each) { return each.expired(); });
         layers_.push_back(layer);
     }
-    if (const auto device = camera())
+    if (const auto device = camera()) {
         connect(*layer, device);
+        publishSinks();
+    }
 }
 
 std::vector<std::shared_ptr<AVCaptureVideoPreviewLayer>> AVCaptureSession::layers() const
@@ -491,7 +505,10 @@ void AVCaptureSession::publishSinks()
     Sinks::List list;
     for (const auto& output : outputs())
         for (const auto& connection : output->connections())
-            list.push_back({ output, connection });
+            list.outputs.push_back({ output, connection });
+    for (const auto& layer : layers())
+        if (const auto connection = layer->connection())
+            list.screens.push_back({ layer, connection });
     sinks_->set(std::move(list));
 }
 

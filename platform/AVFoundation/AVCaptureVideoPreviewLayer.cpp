@@ -4,6 +4,7 @@
 #include "platform/AVFoundation/AVCaptureDevice.h"
 #include "platform/AVFoundation/AVCaptureSession.h"
 #include "platform/AVFoundation/CaptureOrientation.h"
+#include "platform/QuartzCore/CADisplay.h"
 
 #include <algorithm>
 #include <utility>
@@ -34,7 +35,8 @@ const ClassInfo& AVCaptureVideoPreviewLayer::staticClass()
     static constexpr auto methods
         = methodTable(method<&Self::session>("session"), method<&Self::connection>("connection"),
             method<&Self::videoGravity>("videoGravity"), method<&Self::setVideoGravity>("setVideoGravity:"),
-            method<&Self::captureDevicePointOfInterestForPoint>("captureDevicePointOfInterestForPoint:"));
+            method<&Self::captureDevicePointOfInterestForPoint>("captureDevicePointOfInterestForPoint:"),
+            method<&Self::pointForCaptureDevicePointOfInterest>("pointForCaptureDevicePointOfInterest:"));
     static constexpr auto classMethods = methodTable(classMethod<&Self::initWithSession>("initWithSession:"));
     static const ClassInfo info { "Velmora.AVCaptureVideoPreviewLayer", &CALayer::staticClass(), methods,
         classMethods };
@@ -49,8 +51,47 @@ std::shared_ptr<AVCaptureConnection> AVCaptureVideoPreviewLayer::connection() co
 
 void AVCaptureVideoPreviewLayer::setConnection(std::shared_ptr<AVCaptureConnection> connection)
 {
-    const std::lock_guard lock(mutex_);
-    connection_.swap(connection);
+    {
+        const std::lock_guard lock(mutex_);
+        connection_.swap(connection);
+        if (!connection_)
+            frame_ = nullptr; // of a camera that is gone
+    }
+    requestFrame();
+}
+
+void AVCaptureVideoPreviewLayer::receive(const std::shared_ptr<CMSampleBuffer>& buffer)
+{
+    {
+        const std::lock_guard lock(mutex_);
+        if (!connection_ || !buffer->imageBuffer())
+            return;
+        frame_ = buffer->imageBuffer();
+    }
+    // One word to the display is enough, however many frames come before it looks.
+    if (!seen_ || announced_.exchange(true))
+        return;
+    if (const auto shownOn = display())
+        shownOn->frameArrived();
+    else
+        announced_ = false;
+}
+
+std::optional<LayerPreview> AVCaptureVideoPreviewLayer::preview(CGRect bounds)
+{
+    announced_ = false;
+    const auto connection = this->connection();
+    std::shared_ptr<CVPixelBuffer> frame;
+    {
+        const std::lock_guard lock(mutex_);
+        frame = frame_;
+    }
+    if (!connection || !frame) {
+        seen_ = true; // the first one is waited for
+        return std::nullopt;
+    }
+    const auto orientation = pictureOrientation(*connection);
+    return LayerPreview { frame, orientation.rotation, orientation.mirrored, videoRectIn(bounds) };
 }
 
 std::string AVCaptureVideoPreviewLayer::videoGravity() const
@@ -61,16 +102,23 @@ std::string AVCaptureVideoPreviewLayer::videoGravity() const
 
 void AVCaptureVideoPreviewLayer::setVideoGravity(const std::string& gravity)
 {
-    const std::lock_guard lock(mutex_);
-    gravity_ = gravity;
+    {
+        const std::lock_guard lock(mutex_);
+        gravity_ = gravity;
+    }
+    requestFrame();
 }
 
 CGRect AVCaptureVideoPreviewLayer::videoRect() const
 {
+    return videoRectIn(bounds());
+}
+
+CGRect AVCaptureVideoPreviewLayer::videoRectIn(CGRect layer) const
+{
     const auto connection = this->connection();
     const auto format = connection ? connection->device()->activeFormat() : nullptr;
     const auto sensor = format ? format->formatDescription()->dimensions() : CMVideoDimensions {};
-    const CGRect layer = bounds();
     if (sensor.width <= 0 || sensor.height <= 0 || layer.size.width <= 0 || layer.size.height <= 0)
         return {};
 
@@ -109,6 +157,26 @@ CGPoint AVCaptureVideoPreviewLayer::captureDevicePointOfInterestForPoint(CGPoint
     default:
         return { u, v };
     }
+}
+
+CGPoint AVCaptureVideoPreviewLayer::pointForCaptureDevicePointOfInterest(CGPoint place) const
+{
+    const CGRect picture = videoRect();
+    const auto connection = this->connection();
+    if (picture.size.width <= 0 || !connection)
+        return { CGRectGetMidX(bounds()), CGRectGetMidY(bounds()) };
+
+    const auto orientation = pictureOrientation(*connection);
+    CGPoint upright = place;
+    if (orientation.rotation == 90)
+        upright = { 1 - place.y, place.x };
+    else if (orientation.rotation == 180)
+        upright = { 1 - place.x, 1 - place.y };
+    else if (orientation.rotation == 270)
+        upright = { place.y, 1 - place.x };
+    if (orientation.mirrored)
+        upright.x = 1 - upright.x;
+    return { picture.origin.x + upright.x * picture.size.width, picture.origin.y + upright.y * picture.size.height };
 }
 
 }

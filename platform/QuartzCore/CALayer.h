@@ -223,9 +223,9 @@ public:
     std::vector<std::shared_ptr<CALayer>> sublayersFromBack() const;
     /// What it shows besides its colours, rasterised where that was not done yet.
     virtual std::vector<LayerPiece> pieces(const LayerRasterising& rasterising);
-    /// What a camera shows in it, newest; empty for other layers and without a frame.
-    virtual std::optional<LayerPreview> preview() { return std::nullopt; }
-    /// Whether the last frame showed something of the preview. Until it does, new camera frames ask for no frame.
+    /// What a camera shows in bounds of this kind, newest; empty for other layers and without a frame.
+    virtual std::optional<LayerPreview> preview(CGRect /*bounds*/) { return std::nullopt; }
+    /// Whether the last frame showed something of the preview. While it does not, new camera frames ask for no frame.
     virtual void setPreviewSeen(bool /*seen*/) { }
     CGAffineTransform toSuperlayer() const;
     /// The layer with its values of this moment: itself when nothing moves.

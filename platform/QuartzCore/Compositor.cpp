@@ -129,19 +129,30 @@ Region Compositor::damage(const std::shared_ptr<CALayer>& root, const CGAffineTr
     counters_.rasterCount += LayerContent::rasterCount() - rastersBefore;
 
     const auto visible = visibleShares(items_, 0, items_.size(), Region(bounds));
-    if (marksSeen) {
-        std::vector<bool> seen(items_.size(), false);
-        for (const Share& share : visible)
-            for (std::size_t i = share.index; i < std::max(share.index + 1, items_[share.index].end); ++i)
-                seen[i] = true;
-        for (std::size_t i = 0; i < items_.size(); ++i)
-            if (items_[i].layer)
-                items_[i].layer->setPreviewSeen(seen[i]);
-    }
+    if (marksSeen)
+        tellPreviews(visible);
     Region region = everything ? Region(bounds) : changes(visible);
     region.cut(bounds);
     remember();
     return region;
+}
+
+void Compositor::tellPreviews(const std::vector<Share>& visible)
+{
+    auto before = std::exchange(shownPreviews_, {});
+    for (const Share& share : visible)
+        for (std::size_t i = share.index; i < std::max(share.index + 1, items_[share.index].end); ++i)
+            if (items_[i].layer)
+                shownPreviews_.push_back(items_[i].layer);
+    for (const SceneItem& item : items_)
+        if (item.layer)
+            before.push_back(item.layer);
+    for (const auto& weak : before)
+        if (const auto layer = weak.lock())
+            layer->setPreviewSeen(false);
+    for (const auto& weak : shownPreviews_)
+        if (const auto layer = weak.lock())
+            layer->setPreviewSeen(true);
 }
 
 std::vector<Compositor::Share> Compositor::visibleShares(

@@ -42,6 +42,7 @@ private:
     };
     using Items = std::vector<SceneItem>;
     static std::vector<Share> visibleShares(const Items& items, std::size_t begin, std::size_t end, Region region);
+    void tellPreviews(const std::vector<Share>& visible);
     Region changes(const std::vector<Share>& visible) const;
     void remember();
     void drawRange(const Target& target, const Items& items, std::size_t begin, std::size_t end, const Region& region);
@@ -57,6 +58,7 @@ private:
     Items items_;
     std::unordered_map<std::uint64_t, Before> before_;
     std::map<std::uint64_t, PreviewPicture> previews_; // by item
+    std::vector<std::weak_ptr<CALayer>> shownPreviews_; // by the last frame
     bool moving_ = false;
 };
 

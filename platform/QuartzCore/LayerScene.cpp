@@ -205,7 +205,7 @@ bool SceneBuilder::needsGroup(const std::shared_ptr<CALayer>& layer, CALayer& sh
         return true;
     const bool hasSublayers = !layer->sublayers().empty();
     const bool cutsRound = shown.masksToBounds() && (place.cornerRadius > 0 || !place.upright);
-    if (cutsRound && (hasSublayers || !shown.pieces(place.rasterising).empty() || layer->preview()))
+    if (cutsRound && (hasSublayers || !shown.pieces(place.rasterising).empty() || layer->preview(place.bounds)))
         return true;
     const bool several = hasSublayers || (shown.borderColor() && shown.borderWidth() > 0) || shown.backgroundColor();
     return place.opacity < 1 && several;
@@ -307,7 +307,7 @@ void SceneBuilder::addBorder(const CALayer& shown, const Place& place)
 
 void SceneBuilder::addPreview(const std::shared_ptr<CALayer>& layer, const Place& place)
 {
-    auto preview = layer->preview();
+    auto preview = layer->preview(place.bounds);
     if (!preview || CGRectIsEmpty(preview->videoRect))
         return;
     SceneItem item;
@@ -324,8 +324,6 @@ void SceneBuilder::addPreview(const std::shared_ptr<CALayer>& layer, const Place
     item.preview = std::move(preview);
     if (!isEmpty(item.rect))
         push(std::move(item), place.state);
-    else
-        layer->setPreviewSeen(false);
 }
 
 void SceneBuilder::addPieces(CALayer& shown, const Place& place)
