@@ -126,7 +126,7 @@ void AudioTrack::encodeFrames(bool all, const Sink& sink)
         frame->pts = encoded_;
         encoded_ += static_cast<std::int64_t>(count);
         libav::check(avcodec_send_frame(codec_.get(), frame.get()), cannotEncode);
-        drain(sink);
+        libav::drain(*codec_, *packet_, sink, cannotEncode);
     }
 }
 
@@ -137,19 +137,7 @@ void AudioTrack::finish(const Sink& sink)
     convert(nullptr, 0);
     encodeFrames(true, sink);
     libav::check(avcodec_send_frame(codec_.get(), nullptr), cannotEncode);
-    drain(sink);
-}
-
-void AudioTrack::drain(const Sink& sink)
-{
-    while (true) {
-        const int code = avcodec_receive_packet(codec_.get(), packet_.get());
-        if (code == AVERROR(EAGAIN) || code == AVERROR_EOF)
-            return;
-        libav::check(code, cannotEncode);
-        sink(*packet_);
-        av_packet_unref(packet_.get());
-    }
+    libav::drain(*codec_, *packet_, sink, cannotEncode);
 }
 
 }

@@ -31,7 +31,6 @@ private:
     /// Without samples: what the resampler held back.
     void convert(const std::uint8_t* samples, int count);
     void encodeFrames(bool all, const Sink& sink);
-    void drain(const Sink& sink);
 
     libav::Codec codec_;
     libav::Resampler resampler_;

@@ -167,27 +167,27 @@ std::vector<double> numbersOf(const Tag& tag, const ArchiveValue& value)
     return numbers;
 }
 
-std::vector<Fraction> wholeNumbers(const Tag& tag, const ArchiveValue& value, std::int64_t most)
+enum class Numbers : std::uint8_t { Whole, Any };
+
+std::vector<Fraction> fractionsOf(
+    const Tag& tag, const ArchiveValue& value, Numbers numbers, std::int64_t least, std::int64_t most)
 {
+    const bool whole = numbers == Numbers::Whole;
     std::vector<Fraction> fractions;
     for (const double number : numbersOf(tag, value)) {
-        if (number < 0 || number > static_cast<double>(most) || number != std::floor(number))
-            throw unfit(tag, "a whole number from 0 to " + std::to_string(most));
-        fractions.push_back({ static_cast<std::int64_t>(number), 1 });
+        if (number < static_cast<double>(least) || number > static_cast<double>(most)
+            || (whole && number != std::floor(number)))
+            throw unfit(tag,
+                (whole ? "a whole number from " : "a number from ") + std::to_string(least) + " to "
+                    + std::to_string(most));
+        fractions.push_back(whole ? Fraction { static_cast<std::int64_t>(number), 1 } : nearestFraction(number));
     }
     return fractions;
 }
 
-std::vector<Fraction> fractionsOf(const Tag& tag, const ArchiveValue& value)
+std::vector<Fraction> wholeNumbers(const Tag& tag, const ArchiveValue& value, std::int64_t most)
 {
-    const double least = tag.kind == Kind::Signed ? -2147483647.0 : 0;
-    std::vector<Fraction> fractions;
-    for (const double number : numbersOf(tag, value)) {
-        if (number < least || number > 2147483647.0)
-            throw unfit(tag, "a number from " + std::string(least < 0 ? "-2147483647" : "0") + " to 2147483647");
-        fractions.push_back(nearestFraction(number));
-    }
-    return fractions;
+    return fractionsOf(tag, value, Numbers::Whole, 0, most);
 }
 
 std::string textOf(const Tag& tag, const ArchiveValue& value)
@@ -275,30 +275,36 @@ ExifField field(ExifDirectory directory, const Tag& tag, const ArchiveValue& val
 {
     constexpr const char* momentForm = "a date and time in the form \"2026:01:02 03:04:05\"";
     constexpr const char* offsetForm = "a distance from UTC in the form \"+01:00\"";
-    const std::uint16_t number = tag.number;
+    constexpr std::int64_t most = 2147483647; // of a fraction's parts
+    const auto text = [&](ExifType type, std::string bytes) {
+        return ExifField { directory, tag.number, type, std::move(bytes), {} };
+    };
+    const auto numbers = [&](ExifType type, std::vector<Fraction> fractions) {
+        return ExifField { directory, tag.number, type, {}, std::move(fractions) };
+    };
     switch (tag.kind) {
     case Kind::Text:
-        return { directory, number, ExifType::Ascii, textOf(tag, value), {} };
+        return text(ExifType::Ascii, textOf(tag, value));
     case Kind::Moment:
-        return { directory, number, ExifType::Ascii, patternOf(tag, value, "9999:99:99 99:99:99", momentForm), {} };
+        return text(ExifType::Ascii, patternOf(tag, value, "9999:99:99 99:99:99", momentForm));
     case Kind::Offset:
-        return { directory, number, ExifType::Ascii, patternOf(tag, value, "+99:99", offsetForm), {} };
+        return text(ExifType::Ascii, patternOf(tag, value, "+99:99", offsetForm));
     case Kind::Digits:
-        return { directory, number, ExifType::Ascii, digitsOf(tag, value), {} };
+        return text(ExifType::Ascii, digitsOf(tag, value));
     case Kind::Short:
-        return { directory, number, ExifType::Short, {}, wholeNumbers(tag, value, 65535) };
+        return numbers(ExifType::Short, wholeNumbers(tag, value, 65535));
     case Kind::Long:
-        return { directory, number, ExifType::Long, {}, wholeNumbers(tag, value, 4294967295) };
+        return numbers(ExifType::Long, wholeNumbers(tag, value, 4294967295));
     case Kind::Positive:
-        return { directory, number, ExifType::Rational, {}, fractionsOf(tag, value) };
+        return numbers(ExifType::Rational, fractionsOf(tag, value, Numbers::Any, 0, most));
     case Kind::Signed:
-        return { directory, number, ExifType::SignedRational, {}, fractionsOf(tag, value) };
+        return numbers(ExifType::SignedRational, fractionsOf(tag, value, Numbers::Any, -most, most));
     case Kind::Bytes:
-        return { directory, number, ExifType::Undefined, bytesOf(tag, value), {} };
+        return text(ExifType::Undefined, bytesOf(tag, value));
     case Kind::Version:
-        return { directory, number, ExifType::Undefined, versionOf(tag, value), {} };
+        return text(ExifType::Undefined, versionOf(tag, value));
     case Kind::Comment:
-        return { directory, number, ExifType::Undefined, commentOf(tag, value), {} };
+        return text(ExifType::Undefined, commentOf(tag, value));
     }
     return {};
 }

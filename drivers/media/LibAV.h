@@ -71,4 +71,17 @@ inline void check(int code, const std::string& what)
         throw error(code, what);
 }
 
+/// Hands on all packets that an encoder has ready. `packet` is where they pass through.
+template <class Sink> void drain(AVCodecContext& codec, AVPacket& packet, const Sink& sink, const std::string& what)
+{
+    while (true) {
+        const int code = avcodec_receive_packet(&codec, &packet);
+        if (code == AVERROR(EAGAIN) || code == AVERROR_EOF)
+            return;
+        check(code, what);
+        sink(packet);
+        av_packet_unref(&packet);
+    }
+}
+
 }

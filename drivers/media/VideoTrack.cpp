@@ -137,13 +137,13 @@ void VideoTrack::encode(
         nextKey_ = time + timescale - interval / 2; // the frame nearest to the second's end is the next key
     }
     libav::check(avcodec_send_frame(codec_.get(), frame.get()), cannotEncode);
-    drain(sink);
+    libav::drain(*codec_, *packet_, sink, cannotEncode);
 }
 
 void VideoTrack::finish(const Sink& sink)
 {
     libav::check(avcodec_send_frame(codec_.get(), nullptr), cannotEncode);
-    drain(sink);
+    libav::drain(*codec_, *packet_, sink, cannotEncode);
 }
 
 /// The picture's own memory, held until the encoder is done with it.
@@ -193,18 +193,6 @@ libav::Frame VideoTrack::uploaded(const AVFrame& source) const
     libav::check(av_hwframe_get_buffer(codec_->hw_frames_ctx, frame.get(), 0), cannotEncode);
     libav::check(av_hwframe_transfer_data(frame.get(), &source, 0), cannotEncode);
     return frame;
-}
-
-void VideoTrack::drain(const Sink& sink)
-{
-    while (true) {
-        const int code = avcodec_receive_packet(codec_.get(), packet_.get());
-        if (code == AVERROR(EAGAIN) || code == AVERROR_EOF)
-            return;
-        libav::check(code, cannotEncode);
-        sink(*packet_);
-        av_packet_unref(packet_.get());
-    }
 }
 
 }

@@ -36,7 +36,6 @@ private:
     libav::Frame wrapped(const CVPixelBuffer& pixels, const std::shared_ptr<const NSObject>& owner) const;
     libav::Frame converted(const AVFrame& source);
     libav::Frame uploaded(const AVFrame& source) const;
-    void drain(const Sink& sink);
 
     libav::Codec codec_;
     libav::Buffer device_;

@@ -149,6 +149,7 @@ struct PlaceAnswer {
     std::optional<std::vector<std::shared_ptr<CLPlacemark>>> places {};
     std::optional<NSError> error {};
     double delay = 0.1; ///< seconds
+    std::function<void()> meanwhile {}; ///< runs before the question returns to who asked
 };
 
 }

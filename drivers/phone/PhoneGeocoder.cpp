@@ -37,6 +37,8 @@ void PhoneGeocoder::reverseGeocode(std::shared_ptr<CLLocation> location, Answer 
         prepared = PlaceAnswer { .error
             = NSError("kCLErrorDomain", foundNoResult, "The virtual phone knows no name for this place.") };
     }
+    if (prepared->meanwhile)
+        prepared->meanwhile();
     queue_.after(prepared->delay,
         [prepared = *prepared, answer = std::move(answer)] { answer(prepared.places, prepared.error); });
 }

@@ -50,6 +50,10 @@ void PhotoRequest::start()
             "No photo can be taken: the session does not run, or it has no camera."));
         return;
     }
+    const std::string depth = settings_.isDepthDataDeliveryEnabled() ? " depth" : "",
+                      matte = settings_.isPortraitEffectsMatteDeliveryEnabled() ? " matte" : "";
+    if (const auto driver = CaptureDriver::installed())
+        driver->note("capturePhoto" + depth + matte, device_->uniqueID);
     surroundings_.connection->device()->driver()->captureStill(stillRequest(), events());
 }
 

@@ -59,6 +59,18 @@ TEST_F(CaptureSession, RunsWhenStartRunningReturns)
     EXPECT_EQ(seen, (std::vector<bool> { false, true, false }));
 }
 
+TEST_F(CaptureSession, ASecondStartLeavesTheCameraAlone)
+{
+    add("back");
+    session->startRunning();
+    phone.fail({ .step = Step::Start, .outcome = Outcome::Late, .delay = 2 });
+    session->startRunning();
+
+    EXPECT_EQ(clock.now(), 0.0); // nor does it wait
+    EXPECT_EQ(journalled("start"), 1U);
+    EXPECT_EQ(journalled("stop"), 0U);
+}
+
 TEST_F(CaptureSession, RunsWithoutAnyInput)
 {
     session->startRunning();

@@ -92,6 +92,43 @@ TEST_F(Photos, AnswerToCallsByName)
     EXPECT_EQ(received, 1);
 }
 
+TEST_F(Photos, AShotAsksForDepthAndMatteWhenTheyAreSwitchedOn)
+{
+    changeCamera([](Camera& camera) {
+        camera.formats[0].depth = { { 320, 240 } };
+        camera.matte = true;
+    });
+    constructAndStart();
+    const auto asked = [this] {
+        shoot();
+        clock.advance(2);
+        std::string last;
+        for (const auto& entry : phone.journal())
+            if (entry.what.starts_with("capturePhoto"))
+                last = entry.what;
+        return last;
+    };
+    EXPECT_EQ(asked(), "capturePhoto");
+    controller->setDepthCaptureEnabled(true);
+    EXPECT_EQ(asked(), "capturePhoto depth matte");
+    output<AVCapturePhotoOutput>()->setPortraitEffectsMatteDeliveryEnabled(false);
+    EXPECT_EQ(asked(), "capturePhoto depth");
+    controller->setDepthCaptureEnabled(false);
+    EXPECT_EQ(asked(), "capturePhoto");
+}
+
+TEST_F(Photos, AShotOfACameraWithoutAMatteAsksForDepthAlone)
+{
+    changeCamera([](Camera& camera) { camera.formats[0].depth = { { 320, 240 } }; });
+    constructAndStart();
+    controller->setDepthCaptureEnabled(true);
+    shootAndWait();
+
+    const auto& journal = phone.journal();
+    EXPECT_TRUE(std::any_of(
+        journal.begin(), journal.end(), [](const auto& entry) { return entry.what == "capturePhoto depth"; }));
+}
+
 TEST_F(Photos, ThePhotoOutputIsMadeOnceWithHighResolution)
 {
     construct(QVCameraCaptureIntentReserved);

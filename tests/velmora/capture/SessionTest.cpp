@@ -174,6 +174,20 @@ TEST_F(Session, StartingARunningSessionAsynchronouslyStartsTheServicesAgainToo)
     EXPECT_TRUE(knowsItsPlace());
 }
 
+// Another session's start shows who asks: a session that has not heard of it yet still counts as running.
+TEST_F(Session, StartSessionAsksARunningSessionAgain)
+{
+    controller->startSession();
+    settle();
+    const auto other = make<AVCaptureSession>();
+    other->addInput(AVCaptureDeviceInput::initWithDevice(controller->currentVideoCaptureDevice()));
+    other->startRunning();
+    controller->startSession();
+    settle();
+    EXPECT_TRUE(controller->isSessionRunning());
+    EXPECT_FALSE(other->isRunning());
+}
+
 TEST_F(Session, StopSessionHoldsTheSessionWeakly)
 {
     controller->setCaptureSession(make<AVCaptureSession>());

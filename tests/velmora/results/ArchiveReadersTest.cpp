@@ -56,6 +56,25 @@ std::string plistlibSees(std::string_view script)
     return runPython(folder, whole);
 }
 
+/// Reads an archive whose `objects` a script lists; the photo is the first after '$null'.
+std::shared_ptr<QVPhotoCaptureOutput> photoWrittenByPlistlib(std::string_view objects)
+{
+    constexpr std::string_view before = R"(
+import plistlib
+U = plistlib.UID
+C = lambda name: {'$classname': name, '$classes': [name, 'NSObject']}
+)",
+                               after = R"(
+plistlib.dump({'$archiver': 'NSKeyedArchiver', '$version': 100000, '$top': {'root': U(1)}, '$objects': objects},
+    open('archive', 'wb'), fmt=plistlib.FMT_BINARY)
+)";
+    const TemporaryFolder folder;
+    std::string whole;
+    whole.append(before).append(objects).append(after);
+    runPython(folder, whole);
+    return NSKeyedUnarchiver::unarchiveObject<QVPhotoCaptureOutput>(tests::bytesOfFile(folder.file("archive")));
+}
+
 }
 
 TEST(ArchiveReadByPlistlib, HasTheFixedKeysInOrderUnderTheQualifiedClassName)
@@ -91,11 +110,7 @@ TEST(ArchiveWrittenByPlistlib, IsReadAsAPhotoWithItsPlace)
 {
     if (!tests::requireTool("python3"))
         return;
-    const TemporaryFolder folder;
-    runPython(folder, R"(
-import plistlib
-U = plistlib.UID
-C = lambda name: {'$classname': name, '$classes': [name, 'NSObject']}
+    const auto output = photoWrittenByPlistlib(R"(
 objects = ['$null',
     {'$class': U(2), 'jpgImageData': U(3), 'dngImageData': U(0), 'exifDictionary': U(4), 'creationDate': U(9),
      'locationInfo': U(11), 'userInfo': U(0)},
@@ -107,11 +122,7 @@ objects = ['$null',
     C('Velmora.QVCaptureLocationInfo'),
     {'$class': U(14), 'latitude': U(15), 'longitude': U(16)}, C('Velmora.CLLocation'), 48.8584, 2,
     'Tour Eiffel']
-plistlib.dump({'$archiver': 'NSKeyedArchiver', '$version': 100000, '$top': {'root': U(1)}, '$objects': objects},
-    open('archive', 'wb'), fmt=plistlib.FMT_BINARY)
 )");
-    const auto output
-        = NSKeyedUnarchiver::unarchiveObject<QVPhotoCaptureOutput>(tests::bytesOfFile(folder.file("archive")));
     ASSERT_TRUE(output);
     EXPECT_EQ(output->jpgImageData()->length(), 2U);
     EXPECT_FALSE(output->dngImageData());
@@ -126,21 +137,13 @@ TEST(ArchiveWrittenByPlistlib, WhosePlaceHasNoLocationIsReadWithoutAPlace)
 {
     if (!tests::requireTool("python3"))
         return;
-    const TemporaryFolder folder;
-    runPython(folder, R"(
-import plistlib
-U = plistlib.UID
-C = lambda name: {'$classname': name, '$classes': [name, 'NSObject']}
+    const auto output = photoWrittenByPlistlib(R"(
 objects = ['$null',
     {'$class': U(2), 'dngImageData': U(3), 'exifDictionary': U(4), 'locationInfo': U(6)},
     C('Velmora.QVPhotoCaptureOutput'), b'II*\0',
     {'$class': U(5), 'NS.keys': [], 'NS.objects': []}, C('NSDictionary'),
     {'$class': U(7), 'landmarkName': U(8)}, C('Velmora.QVCaptureLocationInfo'), 'Tour Eiffel']
-plistlib.dump({'$archiver': 'NSKeyedArchiver', '$version': 100000, '$top': {'root': U(1)}, '$objects': objects},
-    open('archive', 'wb'), fmt=plistlib.FMT_BINARY)
 )");
-    const auto output
-        = NSKeyedUnarchiver::unarchiveObject<QVPhotoCaptureOutput>(tests::bytesOfFile(folder.file("archive")));
     ASSERT_TRUE(output);
     EXPECT_FALSE(output->locationInfo());
     EXPECT_EQ(output->dngImageData()->length(), 4U);

@@ -28,26 +28,6 @@ protected:
     }
 };
 
-/// An application's own place names: the device moves a little while they are first asked.
-class AskingPlaces : public GeocodingDriver {
-public:
-    explicit AskingPlaces(std::weak_ptr<QVLocationProvider> provider)
-        : provider_(std::move(provider))
-    {
-    }
-    void reverseGeocode(std::shared_ptr<CLLocation> location, Answer answer) override
-    {
-        if (++asked == 1)
-            if (const auto provider = provider_.lock())
-                provider->locationManagerDidUpdateLocations(*provider->locationManager(), { location });
-        answer({}, {});
-    }
-    int asked = 0;
-
-private:
-    std::weak_ptr<QVLocationProvider> provider_;
-};
-
 /// A location whose distance from (0, 0) is 1000 metres to the last bit.
 std::shared_ptr<CLLocation> exactlyAKilometreAway()
 {
@@ -310,12 +290,12 @@ TEST_F(TrackingProvider, ADistanceThatIsNotANumberCountsAsGreater)
 TEST_F(LocationProvider, ThePausedFlagIsSetAfterTheGeocodeCall)
 {
     start();
-    const auto places = std::make_shared<AskingPlaces>(provider);
-    const auto before = GeocodingDriver::installed();
-    GeocodingDriver::install(places);
+    phone.answerNextGeocode({ .delay = 0, .meanwhile = [this] {
+                                 provider->locationManagerDidUpdateLocations(
+                                     *provider->locationManager(), { make<CLLocation>(0.0, 0.0) });
+                             } });
     moveTo(0);
-    GeocodingDriver::install(before);
-    EXPECT_EQ(places->asked, 2); // the update within the call found it unpaused
+    EXPECT_EQ(geocodes(), 2U); // the update within the call found it unpaused
 }
 
 TEST_F(LocationProvider, TheFirstThreeGeocodeFailuresAreRetriedAtTheNextUpdate)
