@@ -7,13 +7,15 @@ set(packages ${CMAKE_INSTALL_LIBDIR}/cmake/Velmora)
 
 install(TARGETS velmora velmora-platform velmora-drivers EXPORT VelmoraTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT development)
+install(TARGETS velmora-window LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 if(TARGET velmora-camera)
   install(TARGETS velmora-camera)
 endif()
 
 install(DIRECTORY platform velmora DESTINATION ${headers} FILES_MATCHING PATTERN *.h)
-install(FILES drivers/installDefaults.h DESTINATION ${headers}/drivers)
+install(FILES drivers/installDefaults.h drivers/openDisplay.h DESTINATION ${headers}/drivers)
 install(FILES drivers/phone/VirtualPhone.h drivers/phone/PhoneDescription.h DESTINATION ${headers}/drivers/phone)
+install(FILES drivers/offscreen/OffscreenDisplay.h DESTINATION ${headers}/drivers/offscreen)
 install(DIRECTORY velmora/resources/ DESTINATION ${CMAKE_INSTALL_DATADIR}/velmora OPTIONAL)
 install(FILES LICENSE docs/licences.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 

@@ -3,6 +3,7 @@
 
 #include "drivers/iio/install.h"
 #include "drivers/media/install.h"
+#include "drivers/openDisplay.h"
 #include "drivers/places/install.h"
 
 namespace velmora::drivers {
@@ -25,6 +26,7 @@ void installDefaults()
     statuses().push_back({ "media", true, {} });
     statuses().push_back({ "places", places::install(), "libtimezonemap-data" });
     statuses().push_back({ "iio", iio::install(), {} });
+    installDisplay({});
 }
 
 const std::vector<DriverStatus>& installedDrivers()
