@@ -33,7 +33,9 @@ template <class Row> const Row* findRow(std::span<const Row> rows, std::string_v
             + "]: the class has no such selector");
 }
 
-template <class Call> Value sending(const ClassInfo& receiver, std::string_view selector, char kind, Call call)
+template <class Call>
+[[gnu::always_inline]] inline Value sending(
+    const ClassInfo& receiver, std::string_view selector, char kind, const Call& call)
 {
     try {
         return call();
