@@ -14,7 +14,7 @@ namespace velmora {
 class CGContext;
 
 /// Which letters. The families of the system are tried in order, so that every language has its letters.
-struct CGFont {
+struct VELMORA_EXPORT CGFont {
     double size = 17; ///< points
     int weight = 400; ///< 100 to 900; 400 is regular, 700 bold
     bool italic = false;
