@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "drivers/installDefaults.h"
 
+#include "drivers/faces/install.h"
 #include "drivers/iio/install.h"
 #include "drivers/media/install.h"
 #include "drivers/openDisplay.h"
@@ -25,6 +26,7 @@ void installDefaults()
     media::install();
     statuses().push_back({ "media", true, {} });
     statuses().push_back({ "places", places::install(), "libtimezonemap-data" });
+    statuses().push_back({ "faces", faces::install(), "libopencv-objdetect-dev opencv-data, and build again" });
     statuses().push_back({ "iio", iio::install(), {} });
     installDisplay({});
 }

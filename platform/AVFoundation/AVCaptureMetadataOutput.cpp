@@ -2,6 +2,7 @@
 #include "platform/AVFoundation/AVCaptureMetadataOutput.h"
 
 #include "platform/AVFoundation/AVCaptureDevice.h"
+#include "platform/AVFoundation/FaceFinder.h"
 
 #include <algorithm>
 #include <utility>
@@ -10,12 +11,17 @@ namespace velmora {
 
 namespace {
 
+bool contains(const std::vector<std::string>& types, const std::string& type)
+{
+    return std::find(types.begin(), types.end(), type) != types.end();
+}
+
 std::shared_ptr<AVMetadataObject> objectFor(const CaptureMetadataObject& found)
 {
     const CGRect bounds = CGRectMake(found.x, found.y, found.width, found.height);
     const CMTime time = CMTimeMakeWithSeconds(found.time, 1000000000);
     if (found.type == AVMetadataObjectTypeFace)
-        return make<AVMetadataFaceObject>(bounds, time);
+        return make<AVMetadataFaceObject>(bounds, time, found.faceID);
     return make<AVMetadataObject>(found.type, bounds, time);
 }
 
@@ -44,7 +50,13 @@ const ClassInfo& AVCaptureMetadataOutput::staticClass()
 std::vector<std::string> AVCaptureMetadataOutput::availableMetadataObjectTypes() const
 {
     const auto device = camera();
-    return device ? device->deviceDescription().metadataTypes : std::vector<std::string> {};
+    if (!device)
+        return {};
+    auto types = device->deviceDescription().metadataTypes;
+    if (!contains(types, AVMetadataObjectTypeFace))
+        if (const auto detector = FaceDetector::installed(); detector && detector->isAvailable())
+            types.emplace_back(AVMetadataObjectTypeFace);
+    return types;
 }
 
 std::vector<std::string> AVCaptureMetadataOutput::metadataObjectTypes() const
@@ -85,7 +97,51 @@ std::vector<std::string> AVCaptureMetadataOutput::connectionTypesFor(const std::
                                          : std::vector<std::string> {};
 }
 
+void AVCaptureMetadataOutput::cameraChanged()
+{
+    const std::lock_guard lock(mutex_);
+    finder_ = nullptr;
+    cameraFindsFaces_ = false;
+}
+
+void AVCaptureMetadataOutput::see(const CMSampleBuffer& frame, const std::shared_ptr<AVCaptureConnection>& connection)
+{
+    std::shared_ptr<FaceFinder> finder;
+    {
+        const std::lock_guard lock(mutex_);
+        if (cameraFindsFaces_ || !queue_ || !contains(types_, AVMetadataObjectTypeFace))
+            return;
+        if (!finder_) {
+            auto detector = FaceDetector::installed();
+            if (!detector)
+                return;
+            const auto found = [weak = weakFromThis(*this), to = std::weak_ptr(connection)](
+                                   const std::vector<CaptureMetadataObject>& faces) {
+                const auto self = weak.lock();
+                const auto alive = to.lock();
+                if (self && alive)
+                    self->deliver(faces, alive);
+            };
+            finder_ = std::make_shared<FaceFinder>(
+                std::move(detector), connection->device()->deviceDescription().sensorRotation, found);
+        }
+        finder = finder_;
+    }
+    finder->look(frame);
+}
+
 void AVCaptureMetadataOutput::receiveMetadata(
+    const std::vector<CaptureMetadataObject>& found, const std::shared_ptr<AVCaptureConnection>& connection)
+{
+    {
+        const std::lock_guard lock(mutex_);
+        cameraFindsFaces_ = true;
+        finder_ = nullptr;
+    }
+    deliver(found, connection);
+}
+
+void AVCaptureMetadataOutput::deliver(
     const std::vector<CaptureMetadataObject>& found, const std::shared_ptr<AVCaptureConnection>& connection)
 {
     AVCaptureMetadataOutputObjectsDelegate::Objects objects;
@@ -95,7 +151,7 @@ void AVCaptureMetadataOutput::receiveMetadata(
         if (!queue_ || delegate_.expired() || types_.empty())
             return;
         for (const auto& each : found)
-            if (std::find(types_.begin(), types_.end(), each.type) != types_.end())
+            if (contains(types_, each.type))
                 objects.push_back(objectFor(each));
         queue = queue_;
     }

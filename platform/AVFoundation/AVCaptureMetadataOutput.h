@@ -9,6 +9,8 @@
 
 namespace velmora {
 
+class FaceFinder;
+
 inline constexpr const char* AVMediaTypeMetadataObject = "mobj";
 
 /// Receives what was found in the picture.
@@ -31,7 +33,8 @@ public:
     static const ClassInfo& staticClass();
     const ClassInfo& classInfo() const override { return staticClass(); }
 
-    /// The camera's; empty before the output is in a session with a camera.
+    /// The camera's own, and faces where a detector is installed; empty before the output is in a session with a
+    /// camera.
     std::vector<std::string> availableMetadataObjectTypes() const;
     /// Only these are delivered; none at first.
     std::vector<std::string> metadataObjectTypes() const;
@@ -44,11 +47,18 @@ public:
     std::optional<DispatchQueue> metadataObjectsCallbackQueue() const;
 
     std::vector<std::string> connectionTypesFor(const std::string& mediaType) const override;
+    void cameraChanged() override;
+    void see(const CMSampleBuffer& frame, const std::shared_ptr<AVCaptureConnection>& connection) override;
     void receiveMetadata(const std::vector<CaptureMetadataObject>& objects,
         const std::shared_ptr<AVCaptureConnection>& connection) override;
 
 private:
+    void deliver(
+        const std::vector<CaptureMetadataObject>& found, const std::shared_ptr<AVCaptureConnection>& connection);
+
     mutable std::mutex mutex_;
+    std::shared_ptr<FaceFinder> finder_; // made with the first frame that needs it
+    bool cameraFindsFaces_ = false; // it has told of something by itself
     std::vector<std::string> types_;
     std::weak_ptr<AVCaptureMetadataOutputObjectsDelegate> delegate_;
     std::optional<DispatchQueue> queue_;

@@ -32,6 +32,8 @@ public:
     virtual void shape(StreamRequest&) const { }
     /// A frame or a piece of sound, on the driver's thread, which waits.
     virtual void receive(const std::shared_ptr<CMSampleBuffer>&, const std::shared_ptr<AVCaptureConnection>&) { }
+    /// A frame of the camera whose metadata the connection carries, on the driver's thread, which waits.
+    virtual void see(const CMSampleBuffer&, const std::shared_ptr<AVCaptureConnection>&) { }
     virtual void receiveMetadata(const std::vector<CaptureMetadataObject>&, const std::shared_ptr<AVCaptureConnection>&)
     {
     }

@@ -2,6 +2,7 @@
 #include "platform/AVFoundation/AVCaptureSession.h"
 
 #include "platform/AVFoundation/AVCaptureControl.h"
+#include "platform/AVFoundation/AVCaptureMetadataOutput.h"
 #include "platform/AVFoundation/AVCaptureSessionControlsDelegate.h"
 #include "platform/AVFoundation/AVCaptureVideoPreviewLayer.h"
 #include "platform/AVFoundation/CaptureControlsDriver.h"
@@ -109,7 +110,11 @@ struct AVCaptureSession::Sinks {
                 layer->receive(buffer);
         const AVCaptureOutput* served = nullptr; // once each, whatever the number of its connections
         for (const auto& [output, connection] : list->outputs) {
-            if (connection->device().get() != device || connection->mediaType() != mediaType || output.get() == served)
+            if (connection->device().get() != device)
+                continue;
+            if (connection->mediaType() == AVMediaTypeMetadataObject && buffer->imageBuffer())
+                output->see(*buffer, connection);
+            if (connection->mediaType() != mediaType || output.get() == served)
                 continue;
             served = output.get();
             output->receive(buffer, connection);

@@ -22,14 +22,16 @@ const ClassInfo& AVMetadataObject::staticClass()
     return info;
 }
 
-AVMetadataFaceObject::AVMetadataFaceObject(CGRect bounds, CMTime time)
+AVMetadataFaceObject::AVMetadataFaceObject(CGRect bounds, CMTime time, std::int64_t faceID)
     : AVMetadataObject(AVMetadataObjectTypeFace, bounds, time)
+    , faceID_(faceID)
 {
 }
 
 const ClassInfo& AVMetadataFaceObject::staticClass()
 {
-    static const ClassInfo info { "Velmora.AVMetadataFaceObject", &AVMetadataObject::staticClass() };
+    static constexpr auto methods = methodTable(method<&AVMetadataFaceObject::faceID>("faceID"));
+    static const ClassInfo info { "Velmora.AVMetadataFaceObject", &AVMetadataObject::staticClass(), methods };
     return info;
 }
 

@@ -29,9 +29,14 @@ private:
 /// A face.
 class VELMORA_EXPORT AVMetadataFaceObject : public AVMetadataObject {
 public:
-    AVMetadataFaceObject(CGRect bounds, CMTime time);
+    AVMetadataFaceObject(CGRect bounds, CMTime time, std::int64_t faceID = 0);
     static const ClassInfo& staticClass();
     const ClassInfo& classInfo() const override { return staticClass(); }
+
+    std::int64_t faceID() const { return faceID_; } ///< The same while the face stays in the picture.
+
+private:
+    std::int64_t faceID_;
 };
 
 }

@@ -142,6 +142,7 @@ struct CaptureMetadataObject {
     std::string type;
     double x = 0, y = 0, width = 0, height = 0;
     double time = 0; ///< seconds, by the clock in force
+    std::int64_t faceID = 0; ///< of a face: the same while it stays in the picture
 };
 
 /// What a device tells by itself, on any thread.

@@ -36,13 +36,10 @@ void skip(const std::string& reason)
     GTEST_SKIP() << reason;
 }
 
-}
-
-bool requireTool(const std::string& name, const std::string& command)
+bool require(const std::string& name, bool isHere, const std::string& reason)
 {
-    if (onPath(command))
+    if (isHere)
         return true;
-    const std::string reason = command + " is not installed, and this test reads with it. See tools/packages.";
     if (listed(std::getenv("VELMORA_REQUIRE"), name)) {
         ADD_FAILURE() << reason;
         return false;
@@ -50,6 +47,19 @@ bool requireTool(const std::string& name, const std::string& command)
     std::fprintf(stderr, "SKIPPED: %s\n", reason.c_str());
     skip(reason);
     return false;
+}
+
+}
+
+bool requireTool(const std::string& name, const std::string& command)
+{
+    return require(
+        name, onPath(command), command + " is not installed, and this test reads with it. See tools/packages.");
+}
+
+bool requirePart(const std::string& name, bool isHere)
+{
+    return require(name, isHere, name + " is not here, and this test needs it. See tools/packages.");
 }
 
 bool requireTool(const std::string& name)

@@ -12,5 +12,7 @@ namespace velmora::tests {
 ///         return;
 [[nodiscard]] bool requireTool(const std::string& name, const std::string& command);
 [[nodiscard]] bool requireTool(const std::string& name);
+/// The same for what is no program: a library or its data, of which the caller knows whether it `isHere`.
+[[nodiscard]] bool requirePart(const std::string& name, bool isHere);
 
 }
