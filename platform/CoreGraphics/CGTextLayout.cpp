@@ -43,7 +43,7 @@ PangoContext* plainContext()
     // Of our own, at one point a unit: the system's font map changes its resolution with the desktop's settings.
     static PangoFontMap* map = [] {
         PangoFontMap* made = pango_cairo_font_map_new();
-        pango_cairo_font_map_set_resolution(PANGO_CAIRO_FONT_MAP(made), 72);
+        pango_cairo_font_map_set_resolution(reinterpret_cast<PangoCairoFontMap*>(made), 72);
         return made;
     }();
     PangoContext* context = pango_font_map_create_context(map);

@@ -176,6 +176,26 @@ std::vector<Compositor::Share> Compositor::visibleShares(
     return shares;
 }
 
+namespace {
+
+/// What a step may have drawn on: of content that only moves the tiles that hold something.
+Region touchedBy(DisplayRect rect, DisplayRect full, const std::shared_ptr<const LayerContent>& tiles)
+{
+    if (!tiles)
+        return Region(rect);
+    Region region;
+    for (const auto& chunk : tiles->chunks())
+        region.add(intersection({ full.x + chunk.x, full.y + chunk.y, chunk.width, chunk.height }, rect));
+    return region;
+}
+
+std::shared_ptr<const LayerContent> tilesOf(const SceneItem& item)
+{
+    return item.kind == SceneItem::Kind::Content && item.isMove ? item.content : nullptr;
+}
+
+}
+
 Region Compositor::changes(const std::vector<Share>& visible) const
 {
     Region region;
@@ -184,7 +204,7 @@ Region Compositor::changes(const std::vector<Share>& visible) const
     for (const SceneItem& item : items_) {
         const auto found = before_.find(item.key);
         if (found == before_.end()) {
-            region.add(item.rect);
+            region.add(touchedBy(item.rect, item.full, tilesOf(item)));
             continue;
         }
         gone.erase(item.key);
@@ -193,11 +213,11 @@ Region Compositor::changes(const std::vector<Share>& visible) const
         latest = std::max(latest, found->second.index);
         if (found->second.state == item.state && !overtaken)
             continue;
-        region.add(item.rect);
-        region.add(found->second.rect);
+        region.add(touchedBy(item.rect, item.full, tilesOf(item)));
+        region.add(touchedBy(found->second.rect, found->second.full, found->second.tiles));
     }
     for (const auto& [key, before] : gone)
-        region.add(before.rect);
+        region.add(touchedBy(before.rect, before.full, before.tiles));
 
     const auto isNewFrame = [&](const SceneItem& item) {
         const auto found = before_.find(item.key);
@@ -221,7 +241,8 @@ void Compositor::remember()
     before_.clear();
     for (std::size_t i = 0; i < items_.size(); ++i) {
         const SceneItem& item = items_[i];
-        before_[item.key] = { item.state, item.rect, i, item.preview ? item.preview->frame : nullptr };
+        before_[item.key]
+            = { item.state, item.rect, item.full, i, tilesOf(item), item.preview ? item.preview->frame : nullptr };
     }
     std::erase_if(previews_, [&](const auto& entry) { return !before_.contains(entry.first); });
 }

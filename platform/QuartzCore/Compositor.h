@@ -31,8 +31,9 @@ private:
     struct Target;
     struct Before {
         std::uint64_t state = 0;
-        DisplayRect rect;
+        DisplayRect rect, full;
         std::size_t index = 0;
+        std::shared_ptr<const LayerContent> tiles; // where not all of `rect` holds something
         std::shared_ptr<CVPixelBuffer> frame;
     };
     /// Part of a target that an item shows, and its place in the scene.

@@ -34,7 +34,7 @@ private:
     void completeSoon();
 
     Completion completion_;
-    int running_ = 0, total_ = 0;
+    int running_ = 0;
     bool finished_ = true, closed_ = false, completed_ = false, timed_ = false;
     friend class LayerAnimations;
     std::vector<std::pair<std::weak_ptr<CALayer>, std::uint64_t>> members_; // of a timed batch

@@ -100,7 +100,7 @@ void PreviewPicture::fitBiPlanar(Crop crop, int rotation, bool flipped)
     const std::uint8_t* y = luma.data + area(yStride, crop.y) + crop.x;
     const std::uint8_t* uv = chroma.data + area(uvStride, crop.y / 2) + crop.x;
 
-    // Before it is turned, the target lies on its side. Scaling first leaves less to turn.
+    // Before it is turned, the target lies on its side.
     const bool sideways = rotation == 90 || rotation == 270, turns = rotation != 0 || flipped;
     const int width = sideways ? seen_.height : seen_.width, height = sideways ? seen_.width : seen_.height;
     if (width == crop.width && height == crop.height) {
@@ -111,7 +111,12 @@ void PreviewPicture::fitBiPlanar(Crop crop, int rotation, bool flipped)
         return;
     }
 
-    const int stride = 2 * half(width);
+    if (turns && static_cast<std::int64_t>(width) * height >= static_cast<std::int64_t>(crop.width) * crop.height) {
+        turnBiPlanar(y, yStride, uv, uvStride, crop.width, crop.height, rotation, flipped, turned_);
+        scaleTurned();
+        return;
+    }
+    const int stride = 2 * half(width); // scaling down first leaves less to turn
     scaled_.resize(area(stride, height) + area(stride, half(height)));
     std::uint8_t* scaledUV = scaled_.data() + area(stride, height);
     libyuv::NV12Scale(y, yStride, uv, uvStride, crop.width, crop.height, scaled_.data(), stride, scaledUV, stride,
@@ -136,6 +141,19 @@ void PreviewPicture::turnBiPlanar(const std::uint8_t* y, int yStride, const std:
     y_ = { store.data(), stride, outWidth, outHeight };
     u_ = { u, halfStride, half(outWidth), half(outHeight) };
     v_ = { v, halfStride, half(outWidth), half(outHeight) };
+}
+
+void PreviewPicture::scaleTurned()
+{
+    const int width = seen_.width, height = seen_.height, halfWidth = half(width);
+    scaled_.resize(area(width, height) + 2 * area(halfWidth, half(height)));
+    std::uint8_t* u = scaled_.data() + area(width, height);
+    std::uint8_t* v = u + area(halfWidth, half(height));
+    libyuv::I420Scale(y_.data, y_.stride, u_.data, u_.stride, v_.data, v_.stride, y_.width, y_.height, scaled_.data(),
+        width, u, halfWidth, v, halfWidth, width, height, libyuv::kFilterBilinear);
+    y_ = { scaled_.data(), width, width, height };
+    u_ = { u, halfWidth, halfWidth, half(height) };
+    v_ = { v, halfWidth, halfWidth, half(height) };
 }
 
 void PreviewPicture::fitPacked(Crop crop, int rotation, bool flipped)

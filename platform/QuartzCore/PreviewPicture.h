@@ -37,6 +37,7 @@ private:
     void fitPacked(Crop crop, int rotation, bool flipped);
     void turnBiPlanar(const std::uint8_t* y, int yStride, const std::uint8_t* uv, int uvStride, int width, int height,
         int rotation, bool flipped, std::vector<std::uint8_t>& store);
+    void scaleTurned(); ///< to what can be seen, after turning
     void convertRows(int x, int y, int width, int height, std::uint8_t* to, std::size_t stride) const;
 
     std::shared_ptr<CVPixelBuffer> frame_; // by reference, as the camera gave it
