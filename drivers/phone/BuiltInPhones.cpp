@@ -49,7 +49,7 @@ constexpr const char* tripleText = R"json({
     { "id": "back-ultrawide", "type": "ultrawide", "position": "back", "aperture": 2.2,
       "formats": ["video1080", "video4k", "photo12"], "focusPoint": false, "focusModes": [0],
       "presets": { "AVCaptureSessionPresetPhoto": "photo12", "AVCaptureSessionPresetHigh": "video1080" },
-      "rawFormats": ["bgg4"], "distortionCorrection": true },
+      "rawFormats": ["bgg4"], "distortionCorrection": true, "barrel": 0.12 },
     { "id": "back-dual", "type": "dual", "position": "back", "of": ["back-wide", "back-tele"],
       "formats": ["video1080", "video4k", "photo12", "photo12depth"], "matte": true,
       "presets": { "AVCaptureSessionPresetPhoto": "photo12", "AVCaptureSessionPresetHigh": "video1080" } },

@@ -60,15 +60,18 @@ float bell(std::uint64_t random)
 constexpr int abreast = 16;
 using Samples = std::array<float, abreast>;
 
-/// The running mean over 2 r + 1 samples, of which the outermost count in part; edges are repeated.
+/// The running mean over 2 w + 3 samples, of which the outermost two count in part; edges are repeated.
 class Box {
 public:
+    /// The part of the outermost is what makes the variance exact: (w (w + 1) (2 w + 1) / 3 + 2 part (w + 1)^2) over
+    /// (2 w + 1 + 2 part).
     explicit Box(double variance)
-        : radius_((std::sqrt(12 * variance + 1) - 1) / 2)
-        , whole_(static_cast<int>(radius_))
-        , part_(static_cast<float>(radius_ - whole_))
-        , scale_(static_cast<float>(1 / (2 * radius_ + 1)))
+        : whole_(static_cast<int>((std::sqrt(12 * variance + 1) - 1) / 2))
     {
+        const double w = whole_, next = (w + 1) * (w + 1);
+        const double part = (variance * (2 * w + 1) - w * (w + 1) * (2 * w + 1) / 3) / (2 * (next - variance));
+        part_ = static_cast<float>(part);
+        scale_ = static_cast<float>(1 / (2 * w + 1 + 2 * part));
     }
 
     void along(const std::vector<Samples>& source, std::vector<Samples>& target) const
@@ -91,9 +94,8 @@ public:
     }
 
 private:
-    double radius_;
     int whole_;
-    float part_, scale_;
+    float part_ = 0, scale_ = 1;
 };
 
 /// Three boxes after each other look round. `place` finds a sample by line and position.

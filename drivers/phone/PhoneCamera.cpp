@@ -445,7 +445,8 @@ void PhoneCamera::sendFrame()
         queue_.sync(send);
 }
 
-Shot PhoneCamera::shot(const Camera& camera, const Condition& condition, CMVideoDimensions size, double lamp) const
+Shot PhoneCamera::shot(
+    const Camera& camera, const Condition& condition, CMVideoDimensions size, double lamp, int stabilization) const
 {
     const auto phone = world_->description();
     Shot result;
@@ -466,6 +467,13 @@ Shot PhoneCamera::shot(const Camera& camera, const Condition& condition, CMVideo
     if (model::focuses(camera))
         result.blur = model::blur(condition.lens, phone->sceneDistance, camera) * result.view.zoom;
     result.noise = model::noise(condition.exposure.ISO);
+    if (!condition.settings.distortionCorrection)
+        result.warp.barrel = camera.barrel;
+    const auto [crop, rest] = phone::stabilization(stabilization);
+    result.warp.crop = crop;
+    const auto [x, y] = tremor(world_->state().now());
+    result.warp.shiftX = phone->handShake * rest * x;
+    result.warp.shiftY = phone->handShake * rest * y;
     return result;
 }
 
@@ -484,6 +492,7 @@ void PhoneCamera::deliverFrame()
     std::function<void(std::shared_ptr<CMSampleBuffer>)> deliver;
     Condition condition;
     std::uint32_t pixelFormat = 0;
+    int stabilization = 0;
     std::uint64_t sequence = 0;
     bool last = false;
     {
@@ -493,10 +502,11 @@ void PhoneCamera::deliverFrame()
         deliver = deliver_;
         condition = condition_;
         pixelFormat = request_.pixelFormat;
+        stabilization = request_.stabilizationMode;
         sequence = ++sequence_;
         last = unplugAfter_ && ++framesOfRun_ >= *unplugAfter_;
     }
-    Shot taken = shot(*camera, condition, format(*camera, condition.settings.activeFormat).size, 1);
+    Shot taken = shot(*camera, condition, format(*camera, condition.settings.activeFormat).size, 1, stabilization);
     if (taken.noise > 0)
         taken.seed = sequence;
     deliver(make<CMSampleBuffer>(rendered(frame_, taken, pixelFormat),

@@ -84,7 +84,9 @@ private:
     void settle(std::uint64_t change);
     CaptureReadings readings(const Condition& condition) const;
     std::shared_ptr<const CaptureDeviceEvents> events() const;
-    Shot shot(const Camera& camera, const Condition& condition, CMVideoDimensions size, double lamp) const;
+    /// In a video stabilisation mode, 0 for a still.
+    Shot shot(
+        const Camera& camera, const Condition& condition, CMVideoDimensions size, double lamp, int stabilization) const;
 
     void tick(std::uint64_t run);
     void deliverFrame();

@@ -80,7 +80,7 @@ void PhoneCamera::expose(const std::shared_ptr<Still>& still)
         && std::find(camera->flashModes.begin(), camera->flashModes.end(), still->request.flashMode)
             != camera->flashModes.end();
     const CMVideoDimensions size = format(*camera, condition.settings.activeFormat).highResolutionStill;
-    still->shot = shot(*camera, condition, size, flash ? model::flashLight(phone->sceneDistance) : 1);
+    still->shot = shot(*camera, condition, size, flash ? model::flashLight(phone->sceneDistance) : 1, 0);
     if (still->shot.noise > 0)
         still->shot.seed = sequence;
     still->exposure = condition.exposure;

@@ -51,6 +51,7 @@ struct Camera {
         whiteBalanceModes { 0, 2 }, stabilizationModes { 0, 1 };
     std::vector<std::uint32_t> rawFormats, previewFormats { 875704422 };
     bool focusPoint = true, exposurePoint = true, distortionCorrection = false, matte = false, livePhoto = true;
+    double barrel = 0; ///< by which fraction the lens pulls its corners inwards, until that is corrected
     float lowestBias = -8, highestBias = 8, highestGain = 4, aperture = 1.8F; ///< stops, factor, f-number
     float focalLength = 5.7F, focalLengthIn35mm = 26; ///< millimetres
     /// Empty: a daylight curve as the sensor sees it.
@@ -92,6 +93,7 @@ struct PhoneDescription {
     std::optional<std::string> defaultCamera; ///< id, apart from discovery; default: first wide angle
     std::string footage; ///< picture or movie that the cameras see; empty: a drawn scene that moves
     double sceneDistance = 2; ///< metres, for focus and light
+    double handShake = 0; ///< how far the hand moves the picture at most, as a fraction of its size
     std::vector<TimedAcceleration> motion; ///< in order of time; empty: held upright, still
     std::vector<TimedLocation> track; ///< in order of time; one entry: it stays there; empty: no location
     bool microphone = true, previewConnection = true;

@@ -223,6 +223,7 @@ void readAbilities(JSONObject& object, Camera& camera)
         float Camera::*member;
         double least, most;
     };
+    object.member("barrel", [&](const JSONValue& v) { camera.barrel = v.number(0, 1); });
     const Number numbers[] { { "lowestBias", &Camera::lowestBias, -100, 0 },
         { "highestBias", &Camera::highestBias, 0, 100 }, { "highestGain", &Camera::highestGain, 1, 1000 },
         { "aperture", &Camera::aperture, 0.1, 1000 }, { "focalLength", &Camera::focalLength, 0.1, 10000 },
@@ -403,6 +404,7 @@ void readTexts(JSONObject& object, PhoneDescription& description)
 void readScene(JSONObject& object, PhoneDescription& description)
 {
     object.member("footage", [&](const JSONValue& v) { description.footage = v.text(); });
+    object.member("handShake", [&](const JSONValue& v) { description.handShake = v.number(0, 0.5); });
     object.member("sceneDistance", [&](const JSONValue& v) { description.sceneDistance = v.number(0.01, 1e6); });
     object.member("motion", [&](const JSONValue& v) { description.motion = motion(v); });
     object.member("track", [&](const JSONValue& v) { description.track = track(v); });

@@ -28,6 +28,12 @@ Light lightOf(Scene& scene, const Shot& shot)
     const int width = shot.view.width, height = shot.view.height;
     Picture picture { { width, height }, { width, height }, { width, height } };
     scene.paint(shot.view, canvasOf(picture.luma), canvasOf(picture.blueness), canvasOf(picture.redness));
+    if (!shot.warp.isNone())
+        for (Channel* channel : { &picture.luma, &picture.blueness, &picture.redness }) {
+            Channel source(width, height);
+            source.samples.swap(channel->samples);
+            warped(canvasOf(source), shot.warp, canvasOf(*channel));
+        }
     Light light = linearised(picture);
     blur(light, shot.blur * width);
     return light;
@@ -65,6 +71,15 @@ void encodeRows(const std::array<std::vector<std::uint8_t>, 3>* rows, int count,
     }
 }
 
+std::shared_ptr<CVPixelBuffer> seenThrough(const Warp& warp, const CVPixelBuffer& picture)
+{
+    auto result = CVPixelBuffer::create(picture.width(), picture.height(), picture.pixelFormat());
+    warped(canvasOf(picture, 0), warp, canvasOf(*result, 0));
+    for (const int channel : { 0, 1 })
+        warped(canvasOf(picture, 1, channel, 2), warp, canvasOf(*result, 1, channel, 2));
+    return result;
+}
+
 std::shared_ptr<CVPixelBuffer> exposed(const Light& light, const Shot& shot)
 {
     const int width = shot.view.width, height = shot.view.height;
@@ -92,7 +107,8 @@ bool Shot::operator==(const Shot& other) const
 {
     return view.moment == other.view.moment && view.turn == other.view.turn && view.zoom == other.view.zoom
         && view.width == other.view.width && view.height == other.view.height && gain == other.gain
-        && balance == other.balance && blur == other.blur && noise == other.noise && seed == other.seed;
+        && warp == other.warp && balance == other.balance && blur == other.blur && noise == other.noise
+        && seed == other.seed;
 }
 
 bool Shot::isPlain() const
@@ -107,7 +123,7 @@ std::shared_ptr<CVPixelBuffer> develop(Scene& scene, const Shot& shot)
     auto pixels
         = CVPixelBuffer::create(shot.view.width, shot.view.height, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange);
     scene.paint(shot.view, canvasOf(*pixels, 0), canvasOf(*pixels, 1, 0, 2), canvasOf(*pixels, 1, 1, 2));
-    return pixels;
+    return shot.warp.isNone() ? pixels : seenThrough(shot.warp, *pixels);
 }
 
 bool canConvertTo(std::uint32_t pixelFormat)

@@ -4,6 +4,7 @@
 #include "platform/AVFoundation/CaptureDriver.h"
 
 #include "drivers/phone/Scene.h"
+#include "drivers/phone/Warp.h"
 
 #include <array>
 #include <cstdint>
@@ -14,6 +15,7 @@ namespace velmora::drivers::phone {
 /// All that decides the pixels of one picture. Equal ones give the same bytes.
 struct Shot {
     Scene::View view;
+    Warp warp;
     double gain = 1; ///< on the linear light; at 1 white of the footage just saturates
     std::array<double, 3> balance { 1, 1, 1 }; ///< red, green, blue: on top, of an ordinary picture
     double blur = 0; ///< diameter of a point's image, as a fraction of the width
@@ -21,7 +23,7 @@ struct Shot {
     std::uint64_t seed = 0; ///< of the noise; the same where there is none
 
     bool operator==(const Shot& other) const;
-    /// The picture is the footage itself.
+    /// Nothing but the lens's and the hand's way is between the footage and the picture.
     bool isPlain() const;
 };
 
