@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "drivers/phone/Light.h"
 
+#include "drivers/phone/Parts.h"
+
 #include <algorithm>
 #include <cmath>
 
 namespace velmora::drivers::phone {
 
 namespace {
+
+// BT.601, times 65536.
+constexpr int redFromRedness = 91881, greenFromBlueness = -22554, greenFromRedness = -46802, blueFromBlueness = 116130;
 
 /// sRGB to linear, for each of the 256 levels.
 const std::array<std::uint16_t, 256>& toLinear()
@@ -54,6 +59,20 @@ float bell(std::uint64_t random)
     const int sum
         = static_cast<int>((random & 0xFFFF) + ((random >> 16) & 0xFFFF) + ((random >> 32) & 0xFFFF) + (random >> 48));
     return static_cast<float>(sum - middle) / deviation;
+}
+
+constexpr std::size_t bellCount = 1 << 16, bellBlock = 1 << 12;
+
+/// Random numbers to begin reading anywhere among the first `bellCount`, a whole block long.
+const std::vector<float>& bellTable()
+{
+    static const auto table = [] {
+        std::vector<float> made(bellCount + bellBlock);
+        for (std::size_t i = 0; i < made.size(); ++i)
+            made[i] = bell(mixed(i));
+        return made;
+    }();
+    return table;
 }
 
 /// Lines that are blurred side by side: columns of a picture lie next to each other in memory.
@@ -127,7 +146,8 @@ std::array<std::uint8_t, 3> decoded(int luma, int blueness, int redness)
     const int y = luma << 16, cb = blueness - 128, cr = redness - 128;
     constexpr int half = 1 << 15;
     const auto level = [](int value) { return static_cast<std::uint8_t>(std::clamp((value + half) >> 16, 0, 255)); };
-    return { level(y + 91881 * cr), level(y - 22554 * cb - 46802 * cr), level(y + 116130 * cb) };
+    return { level(y + redFromRedness * cr), level(y + greenFromBlueness * cb + greenFromRedness * cr),
+        level(y + blueFromBlueness * cb) };
 }
 
 Light linearised(const Picture& picture)
@@ -137,11 +157,33 @@ Light linearised(const Picture& picture)
     for (auto& channel : light.channels)
         channel.resize(count);
     const auto& linear = toLinear();
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto colour = decoded(picture.luma.samples[i], picture.blueness.samples[i], picture.redness.samples[i]);
-        for (std::size_t c = 0; c < 3; ++c)
-            light.channels[c][i] = linear[colour[c]];
-    }
+    // A stretch at a time, which stays in the cache; the three loops become vectors.
+    constexpr std::size_t stretch = 1024;
+    constexpr int half = 1 << 15;
+    const auto add = [&](std::size_t c, std::size_t first, std::size_t length, int fromBlueness, int fromRedness) {
+        std::array<std::int32_t, stretch> levels;
+        const std::uint8_t* luma = picture.luma.samples.data() + first;
+        const std::uint8_t* blueness = picture.blueness.samples.data() + first;
+        const std::uint8_t* redness = picture.redness.samples.data() + first;
+        for (std::size_t i = 0; i < length; ++i) {
+            const int value
+                = (luma[i] << 16) + fromBlueness * (blueness[i] - 128) + fromRedness * (redness[i] - 128) + half;
+            levels[i] = std::clamp(value >> 16, 0, 255);
+        }
+        std::uint16_t* target = light.channels[c].data() + first;
+        for (std::size_t i = 0; i < length; ++i)
+            target[i] = linear[static_cast<std::size_t>(levels[i])];
+    };
+    inParts(light.height, [&](int from, int to) {
+        const auto width = static_cast<std::size_t>(light.width);
+        const std::size_t end = static_cast<std::size_t>(to) * width;
+        for (std::size_t first = static_cast<std::size_t>(from) * width; first < end; first += stretch) {
+            const std::size_t length = std::min(stretch, end - first);
+            add(0, first, length, 0, redFromRedness);
+            add(1, first, length, greenFromBlueness, greenFromRedness);
+            add(2, first, length, blueFromBlueness, 0);
+        }
+    });
     return light;
 }
 
@@ -160,13 +202,24 @@ void blur(Light& light, double diameter)
     }
 }
 
-float Noise::added(float signal, std::size_t place) const
+void Noise::add(float* signals, int count, std::size_t place) const
 {
     if (none())
-        return signal;
+        return;
     constexpr float readPart = 0.02F; // of the variance at full signal
-    const float random = bell(mixed(start_ + place));
-    return signal + deviation_ * std::sqrt(std::max(signal, 0.0F) + readPart) * random;
+    const auto& bells = bellTable();
+    for (int done = 0; done < count;) {
+        // Each block of the picture begins anywhere in the table: no pattern repeats at a distance.
+        const std::size_t block = place / bellBlock, within = place % bellBlock;
+        const int length = std::min(count - done, static_cast<int>(bellBlock - within));
+        const float* random = bells.data() + (mixed(start_ + block) % bellCount) + within;
+        for (int i = 0; i < length; ++i) {
+            const float signal = signals[done + i];
+            signals[done + i] = signal + deviation_ * std::sqrt(std::max(signal, 0.0F) + readPart) * random[i];
+        }
+        done += length;
+        place += static_cast<std::size_t>(length);
+    }
 }
 
 void encode(const std::vector<std::uint16_t>& channel, std::size_t first, int count, double gain, const Noise& noise,
@@ -182,10 +235,14 @@ void encode(const std::vector<std::uint16_t>& channel, std::size_t first, int co
         return;
     }
     const auto factor = static_cast<float>(gain / Light::white);
+    std::vector<float> signals(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i)
+        signals[static_cast<std::size_t>(i)]
+            = static_cast<float>(channel[first + static_cast<std::size_t>(i)]) * factor;
+    noise.add(signals.data(), count, first);
     for (int i = 0; i < count; ++i) {
-        const std::size_t at = first + static_cast<std::size_t>(i);
-        const float signal = noise.added(static_cast<float>(channel[at]) * factor, at);
-        target[i] = table[static_cast<std::size_t>(std::clamp(signal, 0.0F, 1.0F) * 65535.0F + 0.5F)];
+        const float signal = std::min(std::max(signals[static_cast<std::size_t>(i)], 0.0F), 1.0F);
+        target[i] = table[static_cast<std::size_t>(signal * 65535.0F + 0.5F)];
     }
 }
 

@@ -36,7 +36,8 @@ public:
     {
     }
     bool none() const { return deviation_ == 0; }
-    float added(float signal, std::size_t place) const;
+    /// To `count` neighbouring samples, 1 at full signal; the first lies at `place` of the picture.
+    void add(float* signals, int count, std::size_t place) const;
 
 private:
     float deviation_;

@@ -3,6 +3,7 @@
 
 #include "drivers/phone/CameraModel.h"
 #include "drivers/phone/Light.h"
+#include "drivers/phone/Parts.h"
 
 #include <algorithm>
 #include <cmath>
@@ -84,20 +85,22 @@ std::shared_ptr<CVPixelBuffer> exposed(const Light& light, const Shot& shot)
 {
     const int width = shot.view.width, height = shot.view.height;
     auto pixels = CVPixelBuffer::create(width, height, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange);
-    std::array<std::vector<std::uint8_t>, 3> rows[2];
-    for (auto& row : rows)
-        for (auto& channel : row)
-            channel.resize(static_cast<std::size_t>(width));
-    for (int y = 0; y < height; y += 2) {
-        const int count = std::min(2, height - y);
-        for (int i = 0; i < count; ++i)
-            for (std::size_t c = 0; c < 3; ++c) {
-                const Noise noise(shot.noise, shot.seed * 3 + c);
-                encode(light.channels[c], static_cast<std::size_t>(y + i) * static_cast<std::size_t>(width), width,
-                    shot.gain * shot.balance[c], noise, rows[i][c].data());
-            }
-        encodeRows(rows, count, y, *pixels);
-    }
+    inParts(height, [&](int first, int last) {
+        std::array<std::vector<std::uint8_t>, 3> rows[2];
+        for (auto& row : rows)
+            for (auto& channel : row)
+                channel.resize(static_cast<std::size_t>(width));
+        for (int y = first; y < last; y += 2) {
+            const int count = std::min(2, last - y);
+            for (int i = 0; i < count; ++i)
+                for (std::size_t c = 0; c < 3; ++c) {
+                    const Noise noise(shot.noise, shot.seed * 3 + c);
+                    encode(light.channels[c], static_cast<std::size_t>(y + i) * static_cast<std::size_t>(width), width,
+                        shot.gain * shot.balance[c], noise, rows[i][c].data());
+                }
+            encodeRows(rows, count, y, *pixels);
+        }
+    });
     return pixels;
 }
 
@@ -190,6 +193,7 @@ RawImage readOut(Scene& scene, const Shot& shot, const std::array<double, 3>& as
     const Light light = lightOf(scene, shot);
     const auto& plane = raw.samples->planes()[0];
     const Noise noise(shot.noise, shot.seed * 3);
+    std::vector<float> signals(static_cast<std::size_t>(plane.width));
     std::array<float, 3> factors {};
     for (std::size_t c = 0; c < 3; ++c)
         factors[c] = static_cast<float>(shot.gain * model::sensorWhite[c] / Light::white);
@@ -198,9 +202,12 @@ RawImage readOut(Scene& scene, const Shot& shot, const std::array<double, 3>& as
         const std::size_t line = static_cast<std::size_t>(y) * static_cast<std::size_t>(plane.width);
         for (int x = 0; x < plane.width; ++x) {
             const std::size_t channel = raw.pattern[static_cast<std::size_t>(y % 2 * 2 + x % 2)];
-            const std::size_t at = line + static_cast<std::size_t>(x);
-            const float signal
-                = noise.added(static_cast<float>(light.channels[channel][at]) * factors[channel], at) * (white - black);
+            signals[static_cast<std::size_t>(x)]
+                = static_cast<float>(light.channels[channel][line + static_cast<std::size_t>(x)]) * factors[channel];
+        }
+        noise.add(signals.data(), plane.width, line);
+        for (int x = 0; x < plane.width; ++x) {
+            const float signal = signals[static_cast<std::size_t>(x)] * (white - black);
             row[x] = static_cast<std::uint16_t>(std::clamp(signal + black, 0.0F, float { white }) + 0.5F);
         }
     }

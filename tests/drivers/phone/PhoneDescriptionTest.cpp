@@ -88,6 +88,18 @@ TEST(PhoneDescription, MotionAndTrackAreRead)
     EXPECT_EQ(read.track[0].location->altitude(), 12);
 }
 
+TEST(PhoneDescription, TheCameraButtonTheHandAndTheLensAreRead)
+{
+    const auto read = fromJSONText(R"({"controls": false, "foreignControls": ["Zoom"], "handShake": 0.02,
+        "cameras": [{"id": "a", "type": "ultrawide", "barrel": 0.12}]})",
+        "phone.json");
+    EXPECT_FALSE(read.controls);
+    EXPECT_EQ(read.foreignControls, (std::vector<std::string> { "Zoom" }));
+    EXPECT_EQ(read.handShake, 0.02);
+    EXPECT_EQ(read.cameras[0].barrel, 0.12);
+    EXPECT_TRUE(triple().controls);
+}
+
 TEST(PhoneDescription, TextsAreRead)
 {
     const auto read
