@@ -53,7 +53,9 @@ void synchronize(const std::filesystem::path& folder)
 
 std::optional<PartFile> PartFile::create(const std::filesystem::path& path)
 {
-    auto part = path.parent_path() / ("." + path.filename().string() + ".part");
+    auto part = path.parent_path() / ".";
+    part += path.filename();
+    part += ".part";
     const int descriptor = open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (descriptor < 0 && errno != EEXIST)
         fail(path);

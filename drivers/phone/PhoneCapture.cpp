@@ -126,6 +126,13 @@ bool PhoneCapture::previewConnection()
     return world_->description()->previewConnection;
 }
 
+std::optional<NSError> PhoneCapture::recorded(std::uint64_t bytes)
+{
+    if (const auto fault = world_->state().strike(Step::Record, { Outcome::Error }, ""))
+        return errorOf(*fault);
+    return world_->store(bytes);
+}
+
 void PhoneCapture::note(const std::string& what, const std::string& device)
 {
     world_->state().note(what, device);

@@ -33,6 +33,7 @@ public:
     bool canCreateOutput(const std::string& kind) override;
     std::vector<std::string> photoConnections() override;
     bool previewConnection() override;
+    std::optional<NSError> recorded(std::uint64_t bytes) override;
     void note(const std::string& what, const std::string& device) override;
 
     /// Throws NSException (NSInvalidArgumentException) for a camera that the phone does not have.

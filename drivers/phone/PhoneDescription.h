@@ -130,6 +130,7 @@ enum class Step : std::uint8_t {
     CreateAudioOutput, ///< Nothing
     SettingTakesEffect, ///< Late, Never
     AddControl, ///< Nothing
+    Record, ///< Error, at any buffer of a recording
 };
 enum class Outcome : std::uint8_t { Error, ErrorWithResult, Nothing, Late, Never };
 struct Fault {

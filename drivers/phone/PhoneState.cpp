@@ -33,6 +33,8 @@ const char* name(Step step)
         return "SettingTakesEffect";
     case Step::AddControl:
         return "AddControl";
+    case Step::Record:
+        return "Record";
     }
     return "?";
 }
@@ -41,6 +43,7 @@ bool has(Step step, Outcome outcome)
 {
     switch (step) {
     case Step::Lock:
+    case Step::Record:
         return outcome == Outcome::Error;
     case Step::OpenVideoInput:
     case Step::OpenAudioInput:

@@ -64,8 +64,8 @@ std::optional<NSError> PhoneWorld::store(std::uint64_t bytes)
     const std::uint64_t left = std::min(described, bytesLeft_.value_or(described));
     if (bytes > left)
         return NSError(NSPOSIXErrorDomain, ENOSPC,
-            "The picture was not kept, because it may need " + std::to_string(bytes) + " bytes and the phone has "
-                + std::to_string(left) + " left; delete something.");
+            "The phone is full: " + std::to_string(bytes) + " bytes may be needed and " + std::to_string(left)
+                + " are left; delete something.");
     if (bytesLeft_)
         *bytesLeft_ -= bytes;
     return std::nullopt;

@@ -37,6 +37,8 @@ public:
     virtual void receiveMetadata(const std::vector<CaptureMetadataObject>&, const std::shared_ptr<AVCaptureConnection>&)
     {
     }
+    /// Nothing more comes until the session starts again.
+    virtual void sessionStopped() { }
     /// The camera is gone: nothing that was asked of it will be answered.
     virtual void cameraFailed(const NSError&) { }
     std::shared_ptr<AVCaptureSession> session() const;

@@ -401,12 +401,16 @@ void AVCaptureSession::startRunning()
 
 void AVCaptureSession::stopRunning()
 {
-    const std::lock_guard serial(runMutex_);
-    wanted_ = false;
-    stop();
-    setRunning(false);
-    const std::lock_guard lock(mutex_);
-    taken_ = false;
+    {
+        const std::lock_guard serial(runMutex_);
+        wanted_ = false;
+        stop();
+        setRunning(false);
+        const std::lock_guard lock(mutex_);
+        taken_ = false;
+    }
+    for (const auto& output : outputs())
+        output->sessionStopped();
 }
 
 bool AVCaptureSession::isRunning() const

@@ -11,7 +11,10 @@ enum AVError : std::int64_t {
     AVErrorSessionNotRunning = -11803,
     AVErrorDeviceAlreadyUsedByAnotherSession = -11804,
     AVErrorNoDataCaptured = -11805,
+    AVErrorSessionConfigurationChanged = -11806,
+    AVErrorDiskFull = -11807,
     AVErrorDeviceNotConnected = -11814,
+    AVErrorFileAlreadyExists = -11823,
     AVErrorEncoderNotFound = -11834,
 };
 

@@ -212,6 +212,8 @@ public:
     /// The media types of a photo output's connections, in order, with a camera in the session.
     virtual std::vector<std::string> photoConnections() { return { "video" }; }
     virtual bool previewConnection() { return true; }
+    /// A recording has taken that many more bytes of the device's storage; an error ends it.
+    virtual std::optional<NSError> recorded(std::uint64_t /*bytes*/) { return std::nullopt; }
     /// Notes what the service did with a connection or the session, for those who keep a journal.
     virtual void note(const std::string& /*what*/, const std::string& /*device*/) { }
 

@@ -122,6 +122,17 @@ const ClassInfo& QVCameraController::staticClass()
             "recommendedVideoSettingsForAssetWriterWithOutputFileType:"),
         method<&QVCameraController::recommendedAudioSettingsForAssetWriterWithOutputFileType>(
             "recommendedAudioSettingsForAssetWriterWithOutputFileType:"),
+        method<&QVCameraController::prepareToCaptureVideo>("prepareToCaptureVideo"),
+        method<&QVCameraController::beginCapturingVideo>("beginCapturingVideo:"),
+        method<&QVCameraController::beginCapturingVideoWithLimit>("beginCapturingVideoWithLimit:prematureStoppage:"),
+        method<&QVCameraController::currentCapturedVideoDuration>("currentCapturedVideoDuration"),
+        method<&QVCameraController::isCapturingVideo>("isCapturingVideo"),
+        method<&QVCameraController::endCapturingVideo>("endCapturingVideo:"),
+        method<&QVCameraController::movieFileWrittenHandler>("movieFileWrittenHandler"),
+        method<&QVCameraController::setMovieFileWrittenHandler>("setMovieFileWrittenHandler:"),
+        method<overload<const std::shared_ptr<AVCaptureMovieFileOutput>&, const std::shared_ptr<NSURL>&,
+            const Connections&, const std::optional<NSError>&>(&QVCameraController::captureOutput)>(
+            "captureOutput:didFinishRecordingToOutputFileAtURL:fromConnections:error:"),
         method<&QVCameraController::setCaptureControl>("setCaptureControl:delegate:"),
         method<&QVCameraController::setCaptureControlMenuWithLocalizedTitle>(
             "setCaptureControlMenuWithLocalizedTitle:symbolName:localizedOptions:delegate:"),

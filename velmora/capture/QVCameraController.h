@@ -10,6 +10,7 @@
 
 #include "platform/AVFoundation/AVCaptureAudioDataOutput.h"
 #include "platform/AVFoundation/AVCaptureMetadataOutput.h"
+#include "platform/AVFoundation/AVCaptureMovieFileOutput.h"
 #include "platform/AVFoundation/AVCaptureVideoDataOutput.h"
 #include "platform/AVFoundation/AVMediaTypes.h"
 #include "platform/CoreGraphics/CGGeometry.h"
@@ -63,6 +64,7 @@ class VELMORA_EXPORT QVCameraController : public NSObject,
                                           public AVCaptureVideoDataOutputSampleBufferDelegate,
                                           public AVCaptureAudioDataOutputSampleBufferDelegate,
                                           public AVCaptureMetadataOutputObjectsDelegate,
+                                          public AVCaptureFileOutputRecordingDelegate,
                                           public QVPhotoCaptureDelegate {
 public:
     using CaptureBeganHandler = QVPhotoCapture::CaptureBeganHandler;
@@ -70,6 +72,10 @@ public:
     using CaptureCompletedHandler = QVPhotoCapture::CaptureCompletedHandler;
     /// Receives the time of the first frame that shows the setting, on a thread of the device.
     using DeviceSettingCompletion = std::function<void(CMTime)>;
+    /// Receives the movie's place, and why it ended early, if it did, on a queue of the movie output's. The file
+    /// belongs to the application.
+    using MovieFileWrittenHandler
+        = std::function<void(const std::shared_ptr<NSURL>& file, const std::optional<NSError>& error)>;
     using SampleBufferProcessor = std::function<void(const std::shared_ptr<CMSampleBuffer>&)>;
 
     /// Configures a session, which is not started. No preset: AVCaptureSessionPresetPhoto. A preset that the session
@@ -293,6 +299,27 @@ public:
     std::optional<ArchiveDictionary> recommendedAudioSettingsForAssetWriterWithOutputFileType(
         const std::string& fileType) const;
 
+    // Movies
+
+    /// Blocks until the session has a movie output in place of the data outputs. Does nothing when it is prepared.
+    /// Receiving sample buffers takes it away again.
+    void prepareToCaptureVideo();
+    /// Records into the temporary directory, QVCameraRecording-SECONDS.mov, from the next frame on. It must have been
+    /// prepared: without, the process stops with a message. `written` is called when the recording ends by itself.
+    void beginCapturingVideo(MovieFileWrittenHandler written);
+    /// Ends by itself after `limit`; an invalid time is no limit.
+    void beginCapturingVideoWithLimit(const CMTime& limit, MovieFileWrittenHandler written);
+    /// Ends the recording; `written` takes the place of the handler that was given at its beginning.
+    void endCapturingVideo(MovieFileWrittenHandler written);
+    bool isCapturingVideo() const;
+    /// Of the recording that runs, or of the one before; all fields are 0 before a recording was prepared.
+    CMTime currentCapturedVideoDuration() const;
+    MovieFileWrittenHandler movieFileWrittenHandler() const { return movieFileWrittenHandler_.get(); }
+    void setMovieFileWrittenHandler(MovieFileWrittenHandler written)
+    {
+        movieFileWrittenHandler_.set(std::move(written));
+    }
+
     // The camera button
 
     /// Makes it the session's only control; the delegate's callbacks come on the main queue, and the delegate is held
@@ -313,6 +340,9 @@ public:
         const std::shared_ptr<AVCaptureConnection>& connection) override;
     void captureOutput(const std::shared_ptr<AVCaptureOutput>& output, const Objects& objects,
         const std::shared_ptr<AVCaptureConnection>& connection) override;
+    void captureOutput(const std::shared_ptr<AVCaptureMovieFileOutput>& output,
+        const std::shared_ptr<NSURL>& outputFileURL, const Connections& connections,
+        const std::optional<NSError>& error) override;
     void photoCaptureDidComplete(const std::shared_ptr<QVPhotoCapture>& capture, std::int64_t uniqueID) override;
 
 protected:
@@ -349,6 +379,7 @@ private:
     void rebuildVideoDataOutput(const std::shared_ptr<AVCaptureSession>& session);
     void beginDetectingFaces();
     void endDetectingFaces();
+    void removeMovieFileOutput(const std::shared_ptr<AVCaptureSession>& session);
     void addVideoDataOutput(const std::shared_ptr<AVCaptureSession>& session);
     void addAudioDataOutput(const std::shared_ptr<AVCaptureSession>& session);
     std::shared_ptr<AVCaptureConnection> videoDataConnection() const;
@@ -386,6 +417,8 @@ private:
     std::atomic<QVSampleBufferTypes> preparedSampleBufferTypes_ {};
     Guarded<std::map<std::int64_t, std::shared_ptr<QVPhotoCapture>>> activeCaptures_;
     Guarded<std::shared_ptr<AVCaptureMetadataOutput>> faceMetadataOutput_;
+    Guarded<std::shared_ptr<AVCaptureMovieFileOutput>> movieFileOutput_;
+    std::atomic<bool> preparedToCaptureVideo_ { false };
     Guarded<std::shared_ptr<NSObject>> pickerMenu_; // installed last
 
     Guarded<std::string> captureSessionPreset_;
@@ -393,6 +426,7 @@ private:
     Guarded<std::shared_ptr<CMMotionManager>> motionManager_;
     Guarded<SampleBufferProcessor> videoSampleBufferProcessor_;
     Guarded<SampleBufferProcessor> audioSampleBufferProcessor_;
+    Guarded<MovieFileWrittenHandler> movieFileWrittenHandler_;
     Guarded<std::weak_ptr<QVCameraControllerDelegate>> delegate_;
     std::atomic<AVCaptureVideoOrientation> captureOrientation_ {}; // none until construction is over
     std::atomic<AVCaptureVideoOrientation> sampleBufferOrientation_ {};

@@ -23,6 +23,7 @@ void QVCameraController::_setupSessionToReceiveSampleBuffers(QVSampleBufferTypes
     const auto session = captureSession();
     if (session)
         session->beginConfiguration();
+    removeMovieFileOutput(session);
     if (contains(types, QVSampleBufferTypeVideo))
         addVideoDataOutput(session);
     if (contains(types, QVSampleBufferTypeAudio))
@@ -31,6 +32,7 @@ void QVCameraController::_setupSessionToReceiveSampleBuffers(QVSampleBufferTypes
         session->commitConfiguration();
     fireCameraConfigurationCompletion();
     preparedSampleBufferTypes_ = preparedSampleBufferTypes_.load() | types;
+    preparedToCaptureVideo_ = false;
 }
 
 void QVCameraController::addVideoDataOutput(const std::shared_ptr<AVCaptureSession>& session)
