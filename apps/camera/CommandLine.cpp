@@ -103,7 +103,7 @@ CMTime shutterSpeed(const std::string& text)
     return CMTimeMakeWithSeconds(numberFor("--shutter", text, isPositive, accepted), finest);
 }
 
-int photoCount(const std::string& text)
+int countFor(const std::string& text)
 {
     constexpr int most = 100000;
     const auto value = number(text);
@@ -175,12 +175,71 @@ void addShootOptions(CLI::App& command, ShootOptions& options)
 {
     command
         .add_option_function<std::string>(
-            "--count", [&options](const std::string& text) { options.count = photoCount(text); }, "How many photos (1)")
+            "--count", [&options](const std::string& text) { options.count = countFor(text); }, "How many photos (1)")
         ->type_name("N");
     command.add_option("--out", options.out, "Writes the files there instead of into the library")->type_name("DIR");
     auto* raw = addChoice(command, "--raw", options.raw, rawModes, "A DNG alone, or beside the JPEG (none)");
     addChoice(command, "--flash", options.flash, flashModes, "(off)");
     command.add_flag("--live", options.live, "A live photo: with a short movie around it")->excludes(raw);
+}
+
+/// "1920x1080"
+PictureSize pictureSize(const std::string& text)
+{
+    constexpr auto accepted = "a width and a height in pixels such as 1920x1080";
+    constexpr double most = 16384;
+    const auto cross = text.find('x');
+    const auto side = [&](std::size_t from, std::size_t count) {
+        return from > text.size() ? 0 : number(std::string_view(text).substr(from, count)).value_or(0);
+    };
+    const double width = side(0, cross);
+    const double height = cross == std::string::npos ? 0 : side(cross + 1, std::string::npos);
+    const auto fits = [](double pixels) { return pixels >= 1 && pixels <= most && pixels == std::floor(pixels); };
+    if (!fits(width) || !fits(height))
+        throw wrongValue("--size", text, accepted);
+    return { static_cast<std::int32_t>(width), static_cast<std::int32_t>(height) };
+}
+
+void addRecordOptions(CLI::App& command, RecordOptions& options)
+{
+    const auto addSeconds = [&](const char* option, auto& target, const char* description) {
+        command
+            .add_option_function<std::string>(
+                option,
+                [option, &target](const std::string& text) {
+                    target = numberFor(option, text, isPositive, "a number of seconds above 0");
+                },
+                description)
+            ->type_name("S");
+    };
+    addSeconds("--seconds", options.seconds, "How long (10)");
+    addSeconds("--limit", options.limit, "The recording's own cap: it ends by itself there");
+    command
+        .add_option_function<std::string>(
+            "--fps",
+            [&options](const std::string& text) {
+                options.framesPerSecond = static_cast<std::uint32_t>(numberFor(
+                    "--fps", text,
+                    [](double value) { return value >= 1 && value <= 1000 && value == std::floor(value); },
+                    "a whole number from 1 to 1000"));
+            },
+            "Frames a second (30)")
+        ->type_name("N");
+    command
+        .add_option_function<std::string>(
+            "--size", [&options](const std::string& text) { options.size = pictureSize(text); },
+            "Of the picture, in pixels; otherwise what the camera prefers for movies")
+        ->type_name("WxH");
+    command.add_flag("--audio", options.audio, "With the microphone's sound");
+    command.add_option("--out", options.out, "Writes the movie there instead of into the library")->type_name("DIR");
+}
+
+void addFramesOptions(CLI::App& command, FramesOptions& options)
+{
+    command
+        .add_option_function<std::string>(
+            "--count", [&options](const std::string& text) { options.count = countFor(text); }, "How many frames (300)")
+        ->type_name("N");
 }
 
 /// What CLI11 found wrong, as one of our sentences.
@@ -195,7 +254,7 @@ Refusal refusal(const CLI::ParseError& error)
 std::variant<Options, Information> parseCommandLine(int argc, const char* const* argv)
 {
     Options options;
-    CLI::App app("Takes photos with a phone's cameras, real ones or the virtual phone's.", "velmora-camera");
+    CLI::App app("Takes photos and movies with a phone's cameras, real ones or the virtual phone's.", "velmora-camera");
     app.set_version_flag("--version", "velmora-camera " VELMORA_VERSION);
     app.set_help_all_flag("--help-all", "Help for all commands");
     app.require_subcommand(1);
@@ -206,6 +265,19 @@ std::variant<Options, Information> parseCommandLine(int argc, const char* const*
     addCameraOptions(shoot, options.camera);
     addShootOptions(shoot, options.shoot);
     shoot.footer("Example:\n  velmora-camera shoot --camera virtual --footage field.jpg --at 35.0116,135.7681 --out .");
+    CLI::App& record = *app.add_subcommand("record", "Records a movie and stores it");
+    record.fallthrough();
+    record.callback([&options] { options.command = Command::Record; });
+    addCameraOptions(record, options.camera);
+    addRecordOptions(record, options.record);
+    record.footer("Example:\n  velmora-camera record --camera virtual --seconds 5 --audio --out .");
+    CLI::App& frames
+        = *app.add_subcommand("frames", "Hands frames to a processor; tells how many came, and how old they were");
+    frames.fallthrough();
+    frames.callback([&options] { options.command = Command::Frames; });
+    addCameraOptions(frames, options.camera);
+    addFramesOptions(frames, options.frames);
+    frames.footer("Example:\n  velmora-camera frames --camera virtual --count 100");
     CLI::App& lenses = *app.add_subcommand("lenses", "Lists the lenses: position, type, attributes");
     lenses.fallthrough();
     lenses.callback([&options] { options.command = Command::Lenses; });

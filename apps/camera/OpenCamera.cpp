@@ -95,13 +95,14 @@ struct OpenCamera::Failure {
     std::optional<NSError> error;
 };
 
-OpenCamera::OpenCamera(const Options& options, const Interruption& interruption, QVCameraCaptureIntent intent)
+OpenCamera::OpenCamera(const Options& options, const Interruption& interruption, QVCameraCaptureIntent intent,
+    std::optional<std::string> preset)
     : options_(options)
     , interruption_(interruption)
     , source_(std::make_unique<CameraSource>(options))
     , failure_(std::make_shared<Failure>())
 {
-    open(intent);
+    open(intent, std::move(preset));
     chooseLens();
 }
 
@@ -114,14 +115,14 @@ OpenCamera::~OpenCamera()
     controller_.reset();
 }
 
-void OpenCamera::open(QVCameraCaptureIntent intent)
+void OpenCamera::open(QVCameraCaptureIntent intent, std::optional<std::string> preset)
 {
     failureObservation_ = NSNotificationCenter::defaultCenter().addObserver(
         kQVCaptureSessionErrorOccurredNotification, nullptr, [failure = failure_](const NSNotification& notification) {
             if (const auto error = std::dynamic_pointer_cast<const NSError>(notification.object))
                 DispatchQueue::main().async([failure, error] { failure->error = *error; });
         });
-    controller_ = make<QVCameraController>(options_.camera.position, intent);
+    controller_ = make<QVCameraController>(options_.camera.position, intent, std::move(preset));
     const auto device = controller_->currentVideoCaptureDevice();
     if (device && device->position() == options_.camera.position)
         return;
@@ -243,11 +244,18 @@ std::string OpenCamera::reason(const std::optional<NSError>& error, const char* 
 
 bool OpenCamera::turnUntil(const std::function<bool()>& done, double seconds) const
 {
+    const auto stopped = [this] { return interruption_.signal() != 0; };
+    const bool inTime = finishUntil([&] { return done() || stopped(); }, seconds);
+    if (!done() && stopped())
+        throw Refusal("Stopped", "a signal came", "start again to go on", ExitBySignal + interruption_.signal());
+    return inTime;
+}
+
+bool OpenCamera::finishUntil(const std::function<bool()>& done, double seconds)
+{
     using namespace std::chrono;
     const auto end = steady_clock::now() + duration<double>(seconds);
     while (!done()) {
-        if (interruption_.signal() != 0)
-            throw Refusal("Stopped", "a signal came", "start again to go on", ExitBySignal + interruption_.signal());
         const auto left = duration<double>(end - steady_clock::now()).count();
         if (left <= 0)
             return false;

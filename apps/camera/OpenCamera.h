@@ -25,8 +25,9 @@ class Interruption;
 /// A camera that runs as the command line asked for it. On the main thread, whose run loop it turns.
 class OpenCamera {
 public:
-    /// Finds the camera and its lens; nothing runs yet. Throws Refusal.
-    OpenCamera(const Options& options, const Interruption& interruption, QVCameraCaptureIntent intent);
+    /// Finds the camera and its lens; nothing runs yet. Without a preset it is the one for photos. Throws Refusal.
+    OpenCamera(const Options& options, const Interruption& interruption, QVCameraCaptureIntent intent,
+        std::optional<std::string> preset = {});
     /// Puts the lamp out and stops the session.
     ~OpenCamera();
     OpenCamera(const OpenCamera&) = delete;
@@ -43,12 +44,14 @@ public:
     std::string reason(const std::optional<NSError>& error, const char* otherwise) const;
     /// False when it lasted longer, in seconds. Throws Refusal when a signal comes.
     bool turnUntil(const std::function<bool()>& done, double seconds) const;
+    /// The same, whatever signals come: for what must be completed.
+    static bool finishUntil(const std::function<bool()>& done, double seconds);
 
 private:
     struct Failure;
     using Setting = std::function<void(QVCameraController::DeviceSettingCompletion)>;
 
-    void open(QVCameraCaptureIntent intent);
+    void open(QVCameraCaptureIntent intent, std::optional<std::string> preset);
     void chooseLens();
     void checkSettings() const;
     void applySettings() const;

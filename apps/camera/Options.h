@@ -52,13 +52,33 @@ struct ShootOptions {
     bool live = false;
 };
 
-enum class Command : std::uint8_t { Shoot, Lenses, Devices };
+/// Pixels each way.
+struct PictureSize {
+    std::int32_t width = 0, height = 0;
+};
+
+struct RecordOptions {
+    double seconds = 10;
+    std::optional<double> limit; ///< seconds, of the recording itself
+    std::uint32_t framesPerSecond = 30;
+    std::optional<PictureSize> size; ///< otherwise what the camera prefers for movies
+    bool audio = false;
+    std::optional<std::filesystem::path> out;
+};
+
+struct FramesOptions {
+    int count = 300;
+};
+
+enum class Command : std::uint8_t { Shoot, Record, Frames, Lenses, Devices };
 
 struct Options {
     Command command = Command::Shoot;
     GlobalOptions global;
     CameraOptions camera;
     ShootOptions shoot;
+    RecordOptions record;
+    FramesOptions frames;
 };
 
 }

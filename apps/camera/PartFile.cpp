@@ -101,8 +101,26 @@ void PartFile::write(std::span<const std::uint8_t> bytes)
     }
 }
 
+bool PartFile::becomeLinkTo(const std::filesystem::path& file)
+{
+    const int source = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (source < 0)
+        fail(file);
+    const auto linked = std::filesystem::path(part_) += "2";
+    if (link(file.c_str(), linked.c_str()) != 0 || rename(linked.c_str(), part_.c_str()) != 0) {
+        unlink(linked.c_str());
+        close(source);
+        return false;
+    }
+    close(std::exchange(descriptor_, source));
+    return true;
+}
+
 void PartFile::writeContentsOf(const std::filesystem::path& file)
 {
+    // On one file system nothing is copied: an hour's movie may be larger than what is free.
+    if (becomeLinkTo(file))
+        return;
     const int source = open(file.c_str(), O_RDONLY | O_CLOEXEC);
     if (source < 0)
         fail(file);

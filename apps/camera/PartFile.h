@@ -22,12 +22,13 @@ public:
 
     /// These throw filesystem_error, with the path that was refused.
     void write(std::span<const std::uint8_t> bytes);
-    void writeContentsOf(const std::filesystem::path& file);
+    void writeContentsOf(const std::filesystem::path& file); ///< The file stays.
     /// Puts it on the disk and under its name. Never replaces a file.
     void publish();
 
 private:
     PartFile(std::filesystem::path path, std::filesystem::path part, int descriptor);
+    bool becomeLinkTo(const std::filesystem::path& file);
 
     std::filesystem::path path_, part_;
     int descriptor_;

@@ -52,6 +52,16 @@ std::optional<fs::path> configuredPictures(const fs::path& home)
     return std::nullopt;
 }
 
+std::string nameForDate(const char* format, double secondsSince1970)
+{
+    const auto seconds = static_cast<std::time_t>(std::floor(secondsSince1970));
+    std::tm local {};
+    localtime_r(&seconds, &local);
+    std::array<char, 32> text {};
+    std::strftime(text.data(), text.size(), format, &local);
+    return text.data();
+}
+
 /// One part for each file of the photo, all under the same name; nothing when one of the names is taken.
 std::vector<PartFile> createParts(const fs::path& stem, const std::vector<PhotoFile>& files)
 {
@@ -86,12 +96,12 @@ std::vector<fs::path> publish(std::vector<PartFile>& parts)
 
 std::string photoNameForDate(double secondsSince1970)
 {
-    const auto seconds = static_cast<std::time_t>(std::floor(secondsSince1970));
-    std::tm local {};
-    localtime_r(&seconds, &local);
-    std::array<char, 32> text {};
-    std::strftime(text.data(), text.size(), "IMG_%Y%m%d_%H%M%S", &local);
-    return text.data();
+    return nameForDate("IMG_%Y%m%d_%H%M%S", secondsSince1970);
+}
+
+std::string movieNameForDate(double secondsSince1970)
+{
+    return nameForDate("VID_%Y%m%d_%H%M%S", secondsSince1970);
 }
 
 fs::path PictureFolder::ofUser()

@@ -17,8 +17,9 @@ struct PhotoFile {
     std::optional<std::filesystem::path> file;
 };
 
-/// "IMG_YYYYMMDD_HHMMSS" in local time.
+/// "IMG_YYYYMMDD_HHMMSS", "VID_YYYYMMDD_HHMMSS" in local time.
 std::string photoNameForDate(double secondsSince1970);
+std::string movieNameForDate(double secondsSince1970);
 
 /// Where photos are kept as plain files.
 class PictureFolder {

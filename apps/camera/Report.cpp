@@ -227,6 +227,37 @@ void Report::beginPhotos()
     object_->json["photos"] = ordered_json::array();
 }
 
+void Report::tell(const MovieReport& movie)
+{
+    putIfKnown(object_->json, "movie", movie.movie);
+    object_->json["seconds"] = rounded(movie.seconds);
+    object_->json["frames"] = movie.frames;
+    object_->json["late"] = movie.late;
+    object_->json["dropped"] = movie.dropped;
+    object_->json["stopped"] = movie.stopped;
+    if (form_ == Form::JSON || !movie.movie)
+        return;
+    std::ostringstream lines;
+    lines << movie.movie->string() << '\n'
+          << printed("  %.2f s, ", movie.seconds) << movie.frames << " frames, " << movie.late << " late, "
+          << movie.dropped << " dropped\n";
+    writeToStandardOutput(lines.str());
+}
+
+void Report::tell(const FramesReport& frames)
+{
+    object_->json["delivered"] = frames.delivered;
+    object_->json["late"] = frames.late;
+    object_->json["dropped"] = frames.dropped;
+    object_->json["milliseconds"] = { { "median", rounded(frames.median) }, { "p99", rounded(frames.p99) } };
+    if (form_ == Form::JSON)
+        return;
+    std::ostringstream lines;
+    lines << frames.delivered << " frames delivered, " << frames.late << " late, " << frames.dropped << " dropped\n"
+          << printed("  from sensor to processor: median %.3f ms, 99 %% within %.3f ms\n", frames.median, frames.p99);
+    writeToStandardOutput(lines.str());
+}
+
 void Report::tell(const std::vector<LensReport>& lenses)
 {
     auto& list = object_->json["lenses"] = ordered_json::array();

@@ -33,6 +33,20 @@ struct PhotoReport {
     } milliseconds;
 };
 
+/// What is said of a movie.
+struct MovieReport {
+    std::optional<std::filesystem::path> movie; ///< absolute; absent when there is none
+    double seconds = 0;
+    std::uint64_t frames = 0, late = 0, dropped = 0;
+    std::string stopped; ///< why: "seconds", "limit", "disk", "unplugged", "signal"
+};
+
+/// What became of sample buffers, and how old they were in the processor's hands.
+struct FramesReport {
+    std::uint64_t delivered = 0, late = 0, dropped = 0;
+    double median = 0, p99 = 0; ///< milliseconds
+};
+
 /// One lens of the catalogue.
 struct LensReport {
     std::string position, type; ///< the command line's words
@@ -68,6 +82,8 @@ public:
     /// Also what has nothing in it is told, in JSON.
     void beginPhotos();
     void add(const PhotoReport& photo);
+    void tell(const MovieReport& movie);
+    void tell(const FramesReport& frames);
     void tell(const std::vector<LensReport>& lenses);
     void tell(const std::vector<DeviceReport>& devices, const std::vector<drivers::DriverStatus>& drivers);
     /// These throw Refusal when stdout does not take it, a full disk behind it for one.

@@ -7,8 +7,10 @@
 #include <string_view>
 
 #include "apps/camera/CommandLine.h"
+#include "apps/camera/FramesCommand.h"
 #include "apps/camera/Interruption.h"
 #include "apps/camera/ListCommands.h"
+#include "apps/camera/RecordCommand.h"
 #include "apps/camera/Refusal.h"
 #include "apps/camera/Report.h"
 #include "apps/camera/ShootCommand.h"
@@ -38,6 +40,12 @@ void perform(int argc, char** argv, Report& report, const Interruption& interrup
     switch (options.command) {
     case Command::Shoot:
         ShootCommand(options, report, interruption).run();
+        break;
+    case Command::Record:
+        RecordCommand(options, report, interruption).run();
+        break;
+    case Command::Frames:
+        FramesCommand(options, report, interruption).run();
         break;
     case Command::Lenses:
         listLenses(options, report);

@@ -2,6 +2,7 @@
 #include "drivers/media/MovieFileWriter.h"
 
 #include "drivers/media/MovieIndex.h"
+#include "drivers/media/MovieLock.h"
 #include "drivers/media/MovieRecording.h"
 
 namespace velmora::drivers::media {
@@ -12,8 +13,13 @@ std::unique_ptr<MovieFile> MovieFileWriter::open(const std::string& path, const 
     return std::make_unique<MovieRecording>(path, settings);
 }
 
-CMTime MovieFileWriter::recover(const std::string& path)
+std::optional<CMTime> MovieFileWriter::recover(const std::string& path)
 {
+    const MovieLock lock(path);
+    if (!lock.isHeld())
+        return std::nullopt; // its process runs
+    if (isOrdinaryMovie(path))
+        return std::nullopt;
     return indexMovie(path, std::nullopt);
 }
 

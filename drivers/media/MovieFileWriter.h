@@ -12,9 +12,7 @@ public:
     /// A file that is there already is written over.
     std::unique_ptr<MovieFile> open(const std::string& path, const MovieSettings& settings) override;
 
-    /// Makes an ordinary movie of a file that was left behind, in place, and answers its length; one that is ordinary
-    /// stays as it is. Throws NSError for a file that is no movie, or to which no picture had been written.
-    static CMTime recover(const std::string& path);
+    std::optional<CMTime> recover(const std::string& path) override;
 };
 
 }

@@ -631,6 +631,11 @@ const Track& pictureTrack(const Movie& movie, const std::string& path)
 
 }
 
+bool isOrdinaryMovie(const std::string& path)
+{
+    return readMovie(File(path), path).tracks.empty();
+}
+
 CMTime indexMovie(const std::string& path, std::optional<CMTime> stillImageTime)
 {
     const File file(path);

@@ -17,4 +17,7 @@ namespace velmora::drivers::media {
 /// file that is no such movie, holds no picture, or cannot be written.
 CMTime indexMovie(const std::string& path, std::optional<CMTime> stillImageTime);
 
+/// Whether the movie has no fragments. Throws as `indexMovie` does.
+bool isOrdinaryMovie(const std::string& path);
+
 }

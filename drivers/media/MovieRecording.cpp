@@ -136,6 +136,7 @@ void MovieRecording::begin()
     const int code = avio_open(&format_->pb, path_.c_str(), AVIO_FLAG_WRITE);
     if (code < 0)
         throw failure(code);
+    lock_ = MovieLock(path_);
     std::string flags = "frag_keyframe+empty_moov+default_base_moof+use_metadata_tags";
     // Without its parameter sets an encoder's first packet must tell what the header has to say.
     if (video_.codec().extradata_size == 0)
@@ -227,7 +228,9 @@ CMTime MovieRecording::finish(std::optional<CMTime> stillImageTime)
     format_.reset();
     if (code < 0)
         throw failure(code);
-    return indexMovie(path_, stillImageTime);
+    const CMTime length = indexMovie(path_, stillImageTime);
+    lock_ = {};
+    return length;
 }
 
 std::uint64_t MovieRecording::bytesWritten() const

@@ -5,6 +5,7 @@
 
 #include "drivers/media/AudioTrack.h"
 #include "drivers/media/LibAV.h"
+#include "drivers/media/MovieLock.h"
 #include "drivers/media/VideoTrack.h"
 
 #include <deque>
@@ -39,6 +40,7 @@ private:
     VideoTrack video_;
     std::optional<AudioTrack> audio_;
     libav::Output format_;
+    MovieLock lock_; ///< while it is written
     AVStream* pictures_ = nullptr;
     AVStream* sound_ = nullptr;
     std::optional<double> start_; ///< seconds, by the clock of the buffers

@@ -216,7 +216,18 @@ void Footage::paint(const View& view, const Canvas& luma, const Canvas& blueness
 std::shared_ptr<const CMAudioSamples> Footage::audio()
 {
     const std::lock_guard lock(mutex_);
-    return movie_ ? movie_->audio() : nullptr;
+    if (!movie_ || soundIsRead_)
+        return sound_;
+    soundIsRead_ = true;
+    const auto track = movie_->audio();
+    if (!track || track->samples.empty())
+        return nullptr;
+    // As long as the pictures, or the two would drift apart with each round.
+    auto sound = std::make_shared<CMAudioSamples>(*track);
+    const auto length = static_cast<std::size_t>(std::llround(duration_ * sound->sampleRate));
+    sound->samples.resize(std::max<std::size_t>(1, length) * static_cast<std::size_t>(std::max(1, sound->channels)));
+    sound_ = std::move(sound);
+    return sound_;
 }
 
 }

@@ -40,6 +40,8 @@ private:
     std::shared_ptr<CMSampleBuffer> next_; // the frame after the present one; empty at the end
     std::uint64_t shown_ = 0; // the moment of the present frame
     double duration_ = 0; // seconds of one round
+    std::shared_ptr<const CMAudioSamples> sound_;
+    bool soundIsRead_ = false;
 };
 
 }

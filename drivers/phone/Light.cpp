@@ -66,13 +66,14 @@ constexpr std::size_t bellCount = 1 << 16, bellBlock = 1 << 12;
 /// Random numbers to begin reading anywhere among the first `bellCount`, a whole block long.
 const std::vector<float>& bellTable()
 {
-    static const auto table = [] {
-        std::vector<float> made(bellCount + bellBlock);
-        for (std::size_t i = 0; i < made.size(); ++i)
-            made[i] = bell(mixed(i));
+    // Never destroyed: a frame may be on its way while the process ends.
+    static const auto* table = [] {
+        auto* made = new std::vector<float>(bellCount + bellBlock);
+        for (std::size_t i = 0; i < made->size(); ++i)
+            (*made)[i] = bell(mixed(i));
         return made;
     }();
-    return table;
+    return *table;
 }
 
 /// Lines that are blurred side by side: columns of a picture lie next to each other in memory.

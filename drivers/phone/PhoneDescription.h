@@ -96,6 +96,8 @@ struct PhoneDescription {
     double handShake = 0; ///< how far the hand moves the picture at most, as a fraction of its size
     std::vector<TimedAcceleration> motion; ///< in order of time; empty: held upright, still
     std::vector<TimedLocation> track; ///< in order of time; one entry: it stays there; empty: no location
+    double lostFrames = 0; ///< the part of the frames that the cameras lose, spread evenly: 0.03 is three in a hundred
+    double soundClock = 0; ///< how much faster the microphone's clock runs than the phone's, in millionths
     bool microphone = true, previewConnection = true;
     bool controls = true; ///< there is a camera button that shows a session's controls
     std::vector<std::string> foreignControls; ///< titles of menus that others put on every new session

@@ -406,6 +406,8 @@ void readScene(JSONObject& object, PhoneDescription& description)
     object.member("footage", [&](const JSONValue& v) { description.footage = v.text(); });
     object.member("controls", [&](const JSONValue& v) { description.controls = v.boolean(); });
     object.member("foreignControls", [&](const JSONValue& v) { description.foreignControls = texts(v); });
+    object.member("lostFrames", [&](const JSONValue& v) { description.lostFrames = v.number(0, 1); });
+    object.member("soundClock", [&](const JSONValue& v) { description.soundClock = v.number(-10000, 10000); });
     object.member("handShake", [&](const JSONValue& v) { description.handShake = v.number(0, 0.5); });
     object.member("sceneDistance", [&](const JSONValue& v) { description.sceneDistance = v.number(0.01, 1e6); });
     object.member("motion", [&](const JSONValue& v) { description.motion = motion(v); });

@@ -13,31 +13,34 @@ namespace {
 constexpr const char* microphone = "microphone";
 constexpr double secondsOfPiece = 0.02;
 
-/// One piece of a tone at a tenth of full scale.
-CMAudioSamples tone(std::uint64_t from)
+constexpr double quietRate = 48000;
+
+/// What the microphone's own clock makes of the world: `step` seconds pass from one of its samples to the next.
+CMAudioSamples tone(double from, double step)
 {
-    constexpr double hertz = 440, rate = 48000, loudness = 0.1;
-    CMAudioSamples piece;
-    piece.sampleRate = rate;
-    const auto count = static_cast<std::size_t>(rate * secondsOfPiece);
+    constexpr double hertz = 440, loudness = 0.1;
+    CMAudioSamples piece { {}, 1, quietRate };
+    const auto count = static_cast<std::size_t>(quietRate * secondsOfPiece);
     for (std::size_t i = 0; i < count; ++i) {
-        const double turns = hertz * static_cast<double>(from + i) / rate;
+        const double turns = hertz * (from + step * static_cast<double>(i));
         piece.samples.push_back(
             static_cast<float>(loudness * std::sin(2 * std::numbers::pi * (turns - std::floor(turns)))));
     }
     return piece;
 }
 
-CMAudioSamples cut(const CMAudioSamples& whole, std::uint64_t from)
+CMAudioSamples heard(const CMAudioSamples& whole, double from, double step)
 {
     CMAudioSamples piece { {}, whole.channels, whole.sampleRate };
     const auto channels = static_cast<std::size_t>(std::max(1, whole.channels));
-    const std::size_t length = whole.samples.size() / channels;
+    const auto length = static_cast<double>(whole.samples.size() / channels);
     const auto count = static_cast<std::size_t>(whole.sampleRate * secondsOfPiece);
     for (std::size_t i = 0; i < count; ++i) {
-        const std::size_t at = (from + i) % length * channels;
-        piece.samples.insert(piece.samples.end(), whole.samples.begin() + static_cast<std::ptrdiff_t>(at),
-            whole.samples.begin() + static_cast<std::ptrdiff_t>(at + channels));
+        const double place = std::floor((from + step * static_cast<double>(i)) * whole.sampleRate + 1e-6);
+        const auto at = static_cast<std::ptrdiff_t>(place - std::floor(place / length) * length)
+            * static_cast<std::ptrdiff_t>(channels);
+        piece.samples.insert(piece.samples.end(), whole.samples.begin() + at,
+            whole.samples.begin() + at + static_cast<std::ptrdiff_t>(channels));
     }
     return piece;
 }
@@ -94,13 +97,18 @@ std::optional<NSError> PhoneMicrophone::start(
     if (const auto fault = world_->state().strike(Step::Start, { Outcome::Error }, microphone))
         return errorOf(*fault);
     std::uint64_t run = 0;
+    double wait = 0;
     {
         const std::lock_guard lock(mutex_);
         deliver_ = std::move(deliver);
         run = ++run_;
-        nextPiece_ = world_->state().clock().now() + secondsOfPiece;
+        pieces_ = 0;
+        begin_ = world_->state().clock().now();
+        beginOfWorld_ = world_->state().now();
+        wait = secondsOfPiece / clockRate();
+        nextPiece_ = begin_ + wait;
     }
-    queue_.after(secondsOfPiece, [weak = weak_from_this(), run] {
+    queue_.after(wait, [weak = weak_from_this(), run] {
         if (const auto self = weak.lock())
             self->tick(run);
     });
@@ -131,7 +139,7 @@ void PhoneMicrophone::tick(std::uint64_t run)
         const std::lock_guard lock(mutex_);
         if (run != run_)
             return;
-        nextPiece_ += secondsOfPiece;
+        nextPiece_ += secondsOfPiece / clockRate();
         wait = std::max(0.0, nextPiece_ - world_->state().clock().now());
     }
     queue_.after(wait, [weak = weak_from_this(), run] {
@@ -150,24 +158,34 @@ void PhoneMicrophone::sendAudio()
         queue_.sync(send);
 }
 
+double PhoneMicrophone::clockRate() const
+{
+    constexpr double millionths = 1e-6;
+    return 1 + world_->description()->soundClock * millionths;
+}
+
 void PhoneMicrophone::deliverPiece()
 {
+    constexpr std::int32_t fineTimescale = 1000000000;
     const auto whole = world_->scene()->audio();
+    const double rate = clockRate();
     std::function<void(std::shared_ptr<CMSampleBuffer>)> deliver;
-    std::uint64_t sequence = 0, from = 0;
-    const bool silent = !whole || whole->samples.empty();
-    const double rate = silent ? 48000 : whole->sampleRate;
+    std::uint64_t sequence = 0;
+    double since = 0, from = 0, time = 0;
     {
         const std::lock_guard lock(mutex_);
         if (!deliver_)
             return;
         deliver = deliver_;
         sequence = ++sequence_;
-        from = std::exchange(heard_, heard_ + static_cast<std::uint64_t>(rate * secondsOfPiece));
+        since = static_cast<double>(pieces_++) * secondsOfPiece / rate;
+        from = beginOfWorld_ + since;
+        time = begin_ + since;
     }
-    constexpr std::int32_t fineTimescale = 1000000000;
-    deliver(make<CMSampleBuffer>(std::make_shared<const CMAudioSamples>(silent ? tone(from) : cut(*whole, from)),
-        CMTimeMakeWithSeconds(world_->state().clock().now(), fineTimescale), sequence));
+    const bool silent = !whole || whole->samples.empty();
+    auto piece = silent ? tone(from, 1 / (quietRate * rate)) : heard(*whole, from, 1 / (whole->sampleRate * rate));
+    deliver(make<CMSampleBuffer>(std::make_shared<const CMAudioSamples>(std::move(piece)),
+        CMTimeMakeWithSeconds(time, fineTimescale), sequence));
 }
 
 void PhoneMicrophone::captureStill(const StillRequest&, StillEvents events)

@@ -14,7 +14,7 @@
 
 namespace velmora::drivers::phone {
 
-/// The microphone hears the footage's sound in a loop, or a quiet tone.
+/// The microphone hears the footage's sound in a loop, in step with what the cameras see, or a quiet tone.
 class PhoneMicrophone final : public CaptureDeviceDriver, public std::enable_shared_from_this<PhoneMicrophone> {
 public:
     explicit PhoneMicrophone(std::shared_ptr<PhoneWorld> world);
@@ -38,13 +38,15 @@ public:
 private:
     void tick(std::uint64_t run);
     void deliverPiece();
+    double clockRate() const; ///< 1: as fast as the phone's
 
     const std::shared_ptr<PhoneWorld> world_;
     const DispatchQueue queue_ { "org.velmora.phone.microphone" };
     std::mutex mutex_;
     std::function<void(std::shared_ptr<CMSampleBuffer>)> deliver_; // empty while it is not started
-    std::uint64_t run_ = 0, sequence_ = 0, heard_ = 0; // the samples of each channel that were delivered
-    double nextPiece_ = 0; // by the clock in force
+    std::uint64_t run_ = 0, sequence_ = 0, pieces_ = 0; // of this run
+    double begin_ = 0, nextPiece_ = 0; // by the clock in force
+    double beginOfWorld_ = 0; // seconds on the phone's clock
 };
 
 }

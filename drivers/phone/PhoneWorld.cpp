@@ -61,11 +61,16 @@ std::optional<NSError> PhoneWorld::store(std::uint64_t bytes)
 {
     const std::uint64_t described = state_->description()->storage.bytesFree;
     const std::lock_guard lock(mutex_);
-    const std::uint64_t left = std::min(described, bytesLeft_.value_or(described));
+    if (described != bytesDescribed_) { // at first, and when it was told anew
+        bytesDescribed_ = described;
+        bytesUsed_ = 0;
+    }
+    const std::uint64_t left = std::min(described - bytesUsed_, bytesLeft_.value_or(described));
     if (bytes > left)
         return NSError(NSPOSIXErrorDomain, ENOSPC,
             "The phone is full: " + std::to_string(bytes) + " bytes may be needed and " + std::to_string(left)
                 + " are left; delete something.");
+    bytesUsed_ += bytes;
     if (bytesLeft_)
         *bytesLeft_ -= bytes;
     return std::nullopt;

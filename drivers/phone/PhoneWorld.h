@@ -42,6 +42,7 @@ private:
     mutable std::mutex mutex_;
     std::shared_ptr<Scene> scene_;
     std::optional<std::uint64_t> bytesLeft_;
+    std::uint64_t bytesDescribed_ = 0, bytesUsed_ = 0; // the phone's storage, and what was stored since it was told
     std::deque<std::vector<PhotoEvent>> scripts_;
 };
 

@@ -22,7 +22,10 @@ struct MovieSettings;
 /// Every frame that a recording was offered is one of these.
 struct AVCaptureRecordingCounts {
     std::uint64_t frames = 0; ///< taken for the file
-    std::uint64_t dropped = 0; ///< came while the encoder was too far behind
+    std::uint64_t late = 0; ///< waited behind others, and were taken
+    std::uint64_t droppedOutOfRoom = 0; ///< came while the encoder was too far behind
+    std::uint64_t droppedByDevice = 0; ///< never came: the camera's own count goes on without them
+    std::uint64_t dropped() const { return droppedOutOfRoom + droppedByDevice; }
 };
 
 /// Told of the end of a recording.

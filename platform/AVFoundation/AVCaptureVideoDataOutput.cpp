@@ -126,6 +126,18 @@ void AVCaptureVideoDataOutput::shape(StreamRequest& request) const
         request.stabilizationMode = static_cast<int>(connection->activeVideoStabilizationMode());
 }
 
+void AVCaptureVideoDataOutput::cameraChanged()
+{
+    const std::lock_guard lock(mutex_);
+    sequence_.restart();
+}
+
+void AVCaptureVideoDataOutput::sessionStopped()
+{
+    const std::lock_guard lock(mutex_);
+    sequence_.restart();
+}
+
 bool AVCaptureVideoDataOutput::admit()
 {
     if (inDelivery_ > 0 && discardsLate_) {
@@ -147,7 +159,10 @@ void AVCaptureVideoDataOutput::receive(
     std::optional<DispatchQueue> queue;
     {
         const std::lock_guard lock(mutex_);
-        if (!queue_ || delegate_.expired() || !admit())
+        if (!queue_ || delegate_.expired())
+            return;
+        counts_.droppedByDevice += sequence_.missingBefore(buffer->sequence());
+        if (!admit())
             return;
         queue = queue_;
     }

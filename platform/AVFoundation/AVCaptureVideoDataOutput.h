@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/AVFoundation/AVCaptureOutput.h"
+#include "platform/AVFoundation/FrameSequence.h"
 #include "platform/Foundation/ArchiveValue.h"
 #include "platform/Foundation/DispatchQueue.h"
 
@@ -25,7 +26,8 @@ struct AVCaptureFrameCounts {
     std::uint64_t late = 0; ///< waited behind another one, and were delivered
     std::uint64_t droppedLate = 0; ///< came while one was in delivery, and late frames are discarded
     std::uint64_t droppedOutOfRoom = 0; ///< came while as many waited as may wait
-    std::uint64_t dropped() const { return droppedLate + droppedOutOfRoom; }
+    std::uint64_t droppedByDevice = 0; ///< never came: the camera's own count goes on without them
+    std::uint64_t dropped() const { return droppedLate + droppedOutOfRoom + droppedByDevice; }
 };
 
 /// Hands every frame to its delegate, on the delegate's queue, by reference.
@@ -60,6 +62,8 @@ public:
         const std::string& fileType) const;
 
     std::vector<std::string> connectionTypesFor(const std::string& mediaType) const override;
+    void cameraChanged() override;
+    void sessionStopped() override;
     void shape(StreamRequest& request) const override;
     void receive(
         const std::shared_ptr<CMSampleBuffer>& buffer, const std::shared_ptr<AVCaptureConnection>& connection) override;
@@ -75,6 +79,7 @@ private:
     bool discardsLate_ = true;
     std::size_t inDelivery_ = 0;
     AVCaptureFrameCounts counts_;
+    FrameSequence sequence_;
 };
 
 }

@@ -47,11 +47,13 @@ bool MovieFileRecording::take(const CMSampleBuffer& buffer)
         return false;
     }
     last_ = time;
+    counts_.droppedByDevice += sequence_.missingBefore(buffer.sequence());
     if (waiting_ >= mostWaiting) {
-        ++counts_.dropped;
+        ++counts_.droppedOutOfRoom;
         return false;
     }
-    ++waiting_;
+    if (waiting_++ > 0)
+        ++counts_.late;
     ++counts_.frames;
     return true;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/AVFoundation/AVCaptureMovieFileOutput.h"
+#include "platform/AVFoundation/FrameSequence.h"
 #include "platform/AVFoundation/MovieWriter.h"
 #include "platform/Foundation/DispatchQueue.h"
 
@@ -49,6 +50,7 @@ private:
     int waiting_ = 0;
     CMTime first_, last_;
     AVCaptureRecordingCounts counts_;
+    FrameSequence sequence_;
 };
 
 }

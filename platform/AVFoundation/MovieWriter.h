@@ -44,6 +44,10 @@ class VELMORA_EXPORT MovieWriter {
 public:
     virtual ~MovieWriter() = default;
     virtual std::unique_ptr<MovieFile> open(const std::string& path, const MovieSettings& settings) = 0;
+    /// Makes an ordinary movie, in place, of a file that a crash left behind, and answers its length. Empty when
+    /// nothing is to be done: the movie is ordinary already, or somebody still writes it. Throws NSError for a file
+    /// that is no movie, or that has no picture in it.
+    virtual std::optional<CMTime> recover(const std::string& path) = 0;
 
     static std::shared_ptr<MovieWriter> installed(); ///< Empty when there is none.
     static void install(std::shared_ptr<MovieWriter> writer);

@@ -199,6 +199,7 @@ void QVCameraController::didConstruct()
 {
     NSObject::didConstruct();
     registerArchivableClasses();
+    recoverRecordings();
     const auto session = make<AVCaptureSession>();
     captureSession_.set(session);
     previewLayer_ = make<AVCaptureVideoPreviewLayer>(session);

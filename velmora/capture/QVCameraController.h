@@ -379,6 +379,7 @@ private:
     void rebuildVideoDataOutput(const std::shared_ptr<AVCaptureSession>& session);
     void beginDetectingFaces();
     void endDetectingFaces();
+    static void recoverRecordings();
     void removeMovieFileOutput(const std::shared_ptr<AVCaptureSession>& session);
     void addVideoDataOutput(const std::shared_ptr<AVCaptureSession>& session);
     void addAudioDataOutput(const std::shared_ptr<AVCaptureSession>& session);

@@ -4,12 +4,34 @@
 #include "velmora/results/QVLocationProvider.h"
 
 #include "platform/AVFoundation/AVCaptureSession.h"
+#include "platform/AVFoundation/MovieRecovery.h"
 #include "platform/Foundation/Clock.h"
 #include "platform/Foundation/NSLog.h"
+#include "platform/Foundation/ProcessState.h"
 
+#include <atomic>
 #include <utility>
 
 namespace velmora {
+
+namespace {
+
+constexpr const char* recordingName = "QVCameraRecording-";
+
+}
+
+/// Once in a process, in the background: what earlier ones left behind when they crashed.
+void QVCameraController::recoverRecordings()
+{
+    static std::atomic<bool> done = false;
+    if (done.exchange(true))
+        return;
+    static const bool resets = (ProcessState::add([] { done = false; }), true);
+    static_cast<void>(resets);
+    DispatchQueue("org.velmora.movieRecovery").async([folder = NSTemporaryDirectory()] {
+        recoverMovies(folder, recordingName, ".mov");
+    });
+}
 
 void QVCameraController::prepareToCaptureVideo()
 {
@@ -54,7 +76,7 @@ void QVCameraController::beginCapturingVideoWithLimit(const CMTime& limit, Movie
         // An application that has not prepared stops here: this queue would wait for itself.
         prepareToCaptureVideo();
         const auto file = NSURL::fileURLWithPath(
-            NSTemporaryDirectory() + stringWithFormat("QVCameraRecording-%f.mov", CFAbsoluteTimeGetCurrent()));
+            NSTemporaryDirectory() + recordingName + stringWithFormat("%f.mov", CFAbsoluteTimeGetCurrent()));
         setMovieFileWrittenHandler(std::move(written));
         const auto output = movieFileOutput_.get();
         if (!output)

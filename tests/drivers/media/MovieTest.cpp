@@ -386,8 +386,9 @@ TEST_F(Movie, PlaysAfterTheProgramWasKilled)
 
     EXPECT_EQ(runCommand("ffmpeg -v error -i " + path + " -f null -").output, "");
     EXPECT_GE(countFrames(path), 90); // of five seconds, all but the last fragments
-    const CMTime recovered = MovieFileWriter::recover(path);
-    EXPECT_GE(CMTimeGetSeconds(recovered), 3.0);
+    const auto recovered = MovieFileWriter().recover(path);
+    ASSERT_TRUE(recovered);
+    EXPECT_GE(CMTimeGetSeconds(*recovered), 3.0);
     EXPECT_EQ(outermost(path), "ftyp mdat moov");
     EXPECT_EQ(runCommand("ffmpeg -v warning -xerror -i " + path + " -f null -").output, "");
 }
@@ -404,9 +405,11 @@ TEST_F(Movie, RecoversWhatStandsBeforeACutOffEnd)
     const Bytes whole = bytesOfFile(path);
     const std::string cut = folder.write("cut.mov", std::span(whole).first(whole.size() - whole.size() / 5));
 
-    const CMTime recovered = MovieFileWriter::recover(cut);
+    const auto recovered = MovieFileWriter().recover(cut);
 
-    EXPECT_GE(CMTimeGetSeconds(recovered), 2.0);
+    ASSERT_TRUE(recovered);
+
+    EXPECT_GE(CMTimeGetSeconds(*recovered), 2.0);
     EXPECT_EQ(runCommand("ffmpeg -v error -xerror -i " + cut + " -f null -").output, "");
 }
 
@@ -415,8 +418,21 @@ TEST_F(Movie, StaysAsItIsWhenThereIsNothingToRecover)
     record(settings(), 1);
     const Bytes before = bytesOfFile(path);
 
-    EXPECT_NEAR(CMTimeGetSeconds(MovieFileWriter::recover(path)), 1.0, 0.001);
+    EXPECT_FALSE(MovieFileWriter().recover(path));
     EXPECT_EQ(bytesOfFile(path), before);
+}
+
+TEST_F(Movie, IsLeftAloneWhileSomebodyWritesIt)
+{
+    const auto file = MovieFileWriter().open(path, settings());
+    for (int i = 0; i < 90; ++i)
+        file->append(*frame(i / 30.0));
+    const Bytes before = bytesOfFile(path);
+
+    EXPECT_FALSE(MovieFileWriter().recover(path));
+
+    EXPECT_EQ(bytesOfFile(path), before);
+    EXPECT_NEAR(CMTimeGetSeconds(file->finish(std::nullopt)), 3.0, 0.001);
 }
 
 TEST_F(Movie, StopsBeforeTheDiskIsFull)
@@ -462,8 +478,9 @@ TEST_F(Movie, PlaysAfterTheDiskWasFull)
     waitpid(child, &status, 0);
 
     EXPECT_EQ(WEXITSTATUS(status), 7);
-    const CMTime recovered = MovieFileWriter::recover(path);
-    EXPECT_GT(CMTimeGetSeconds(recovered), 0);
+    const auto recovered = MovieFileWriter().recover(path);
+    ASSERT_TRUE(recovered);
+    EXPECT_GT(CMTimeGetSeconds(*recovered), 0);
     EXPECT_EQ(runCommand("ffmpeg -v error -i " + path + " -f null -").output, "");
 }
 
@@ -566,7 +583,7 @@ TEST_F(Movie, SurvivesDamageOfEveryKind)
             damagedBytes.resize(random() % damagedBytes.size());
         const std::string file = folder.write("damaged.mov", damagedBytes);
         try {
-            MovieFileWriter::recover(file);
+            MovieFileWriter().recover(file);
             ++recovered;
         } catch (const NSError&) {
             ++refused;

@@ -91,11 +91,13 @@ TEST(PhoneDescription, MotionAndTrackAreRead)
 TEST(PhoneDescription, TheCameraButtonTheHandAndTheLensAreRead)
 {
     const auto read = fromJSONText(R"({"controls": false, "foreignControls": ["Zoom"], "handShake": 0.02,
-        "cameras": [{"id": "a", "type": "ultrawide", "barrel": 0.12}]})",
+        "lostFrames": 0.03, "soundClock": 100, "cameras": [{"id": "a", "type": "ultrawide", "barrel": 0.12}]})",
         "phone.json");
     EXPECT_FALSE(read.controls);
     EXPECT_EQ(read.foreignControls, (std::vector<std::string> { "Zoom" }));
     EXPECT_EQ(read.handShake, 0.02);
+    EXPECT_EQ(read.lostFrames, 0.03);
+    EXPECT_EQ(read.soundClock, 100);
     EXPECT_EQ(read.cameras[0].barrel, 0.12);
     EXPECT_TRUE(triple().controls);
 }

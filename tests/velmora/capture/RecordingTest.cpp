@@ -5,7 +5,9 @@
 #include "platform/AVFoundation/AVCapturePhotoOutput.h"
 #include "platform/AVFoundation/AVCaptureVideoDataOutput.h"
 #include "platform/AVFoundation/AVError.h"
+#include "platform/AVFoundation/MovieWriter.h"
 #include "platform/CoreLocation/CLLocation.h"
+#include "platform/Foundation/ProcessState.h"
 
 #include "tests/support/ControllerTest.h"
 #include "tests/support/Environment.h"
@@ -252,7 +254,7 @@ TEST_F(Recording, TheMovieHasItsFramesItsSoundItsTurnAndItsTags)
                                      .output);
     EXPECT_NEAR(frames, 60, 1);
     EXPECT_EQ(static_cast<std::uint64_t>(frames), output<AVCaptureMovieFileOutput>()->recordingCounts().frames);
-    EXPECT_EQ(output<AVCaptureMovieFileOutput>()->recordingCounts().dropped, 0U);
+    EXPECT_EQ(output<AVCaptureMovieFileOutput>()->recordingCounts().dropped(), 0U);
     EXPECT_THAT(probe("stream_side_data=rotation"), HasSubstr("-90")); // held upright
     EXPECT_THAT(probe("format_tags"), HasSubstr("+35.011600+135.768100/"));
     EXPECT_THAT(probe("format_tags=creation_time"), MatchesRegex("20[0-9]{2}-.*\n"));
@@ -392,6 +394,42 @@ TEST_F(Recording, FollowsTheSampleBufferOrientation)
     settle();
     EXPECT_EQ(output<AVCaptureMovieFileOutput>()->connectionWithMediaType(AVMediaTypeVideo)->videoOrientation(),
         AVCaptureVideoOrientationLandscapeRight);
+}
+
+TEST_F(Recording, AFrameThatTheCameraLosesIsCountedAsDropped)
+{
+    prepareAndStart();
+    phone.change([](PhoneDescription& description) { description.lostFrames = 0.1; });
+    controller->beginCapturingVideo(nullptr);
+    clock.advance(2);
+    endAndSettle();
+    const auto counts = output<AVCaptureMovieFileOutput>()->recordingCounts();
+    EXPECT_EQ(counts.droppedByDevice, 5U); // the 60th was the sixth, and nothing came after it
+    EXPECT_EQ(counts.droppedOutOfRoom, 0U);
+    EXPECT_EQ(counts.frames, 54U);
+}
+
+TEST_F(Recording, WhatACrashLeftIsCompletedWhenTheFirstControllerIsMade)
+{
+    if (!requireTool("ffprobe"))
+        return;
+    const auto path = folder.file("QVCameraRecording-1.000000.mov");
+    {
+        MovieSettings settings;
+        settings.dimensions = { 160, 120 };
+        const auto file = MovieWriter::installed()->open(path, settings);
+        for (int i = 0; i < 90; ++i)
+            file->append(
+                *make<CMSampleBuffer>(CVPixelBuffer::create(160, 120, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange),
+                    CMTimeMake(i, 30), static_cast<std::uint64_t>(i)));
+    } // never finished
+    ProcessState::reset(); // as in a new process
+    construct();
+    settle();
+    EXPECT_EQ(
+        runCommand("ffprobe -v error -show_entries stream=nb_frames -of csv=p=0 " + path).output.substr(0, 1), "6");
+    ASSERT_FALSE(log.lines().empty());
+    EXPECT_THAT(log.lines().back(), HasSubstr("QVCameraRecording-1.000000.mov was left behind and is complete now"));
 }
 
 TEST_F(Recording, EveryOperationIsThereByItsSelector)
