@@ -74,14 +74,20 @@ struct JournalEntry {
     double at = 0; ///< seconds on the phone's clock
 };
 
-/// Raw values of the services' statuses: 3 is authorised, for the location always; 4 is a location in use.
+/// Raw values of the services' statuses: 3 is authorised, for the location always; 4 is a location in use, or a
+/// library of which a part may be seen.
 struct Permissions {
-    int camera = 3, location = 4;
+    int camera = 3, location = 4, photos = 3;
     bool locationAnnouncedAtCreation = true;
 };
 /// `camera` is an id, or "microphone"; an empty preset is every preset.
 struct RefusedInput {
     std::string camera, preset;
+};
+/// What the photo library holds at first; an album may lie in a folder, by their titles.
+struct LibraryContent {
+    std::vector<std::string> albums, folders;
+    std::map<std::string, std::string> albumInFolder;
 };
 struct Storage {
     std::uint64_t bytesFree = 1ULL << 32;
@@ -106,6 +112,7 @@ struct PhoneDescription {
     std::vector<std::string> photoConnections { "video" }; ///< order of the photo output's connections
     Permissions permissions;
     Storage storage;
+    LibraryContent library; ///< in memory; a phone on a running clock has the machine's library
     /// The texts of the framework's and the application's bundles; empty: those of their own tables.
     std::map<std::string, std::string> frameworkStrings, applicationStrings;
     /// All of the application's information, and what it remembered from earlier runs.
@@ -133,6 +140,10 @@ enum class Step : std::uint8_t {
     SettingTakesEffect, ///< Late, Never
     AddControl, ///< Nothing
     Record, ///< Error, at any buffer of a recording
+    LibraryChange, ///< Error
+    Placeholder, ///< Nothing: the library cannot tell beforehand what it will call a new object
+    FetchAfterChange, ///< Nothing: the first fetch of collections by identifiers after a change finds none
+    FolderChangeRequest, ///< Nothing
 };
 enum class Outcome : std::uint8_t { Error, ErrorWithResult, Nothing, Late, Never };
 struct Fault {
@@ -155,6 +166,13 @@ struct PlaceAnswer {
     std::optional<NSError> error {};
     double delay = 0.1; ///< seconds
     std::function<void()> meanwhile {}; ///< runs before the question returns to who asked
+};
+
+/// One result of an image request.
+struct ImageAnswer {
+    bool image = true;
+    std::optional<bool> degraded {}; ///< what is said of it
+    double delay = 0.1; ///< seconds after the request; 0: before the request returns
 };
 
 }

@@ -343,10 +343,12 @@ Permissions permissions(const JSONValue& value)
 {
     constexpr std::array camera { "notDetermined"sv, "restricted"sv, "denied"sv, "authorised"sv };
     constexpr std::array location { "notDetermined"sv, "restricted"sv, "denied"sv, "always"sv, "whenInUse"sv };
+    constexpr std::array photos { "notDetermined"sv, "restricted"sv, "denied"sv, "authorised"sv, "limited"sv };
     Permissions permissions;
     JSONObject object(value);
     object.member("camera", [&](const JSONValue& v) { permissions.camera = static_cast<int>(v.oneOf(camera)); });
     object.member("location", [&](const JSONValue& v) { permissions.location = static_cast<int>(v.oneOf(location)); });
+    object.member("photos", [&](const JSONValue& v) { permissions.photos = static_cast<int>(v.oneOf(photos)); });
     object.member("locationAnnouncedAtCreation",
         [&](const JSONValue& v) { permissions.locationAnnouncedAtCreation = v.boolean(); });
     object.end();
@@ -367,6 +369,22 @@ std::vector<RefusedInput> refusedInputs(const JSONValue& value)
     return all;
 }
 
+LibraryContent library(const JSONValue& value)
+{
+    LibraryContent library;
+    JSONObject object(value);
+    object.member("albums", [&](const JSONValue& v) { library.albums = texts(v); });
+    object.member("folders", [&](const JSONValue& v) { library.folders = texts(v); });
+    object.member("albumInFolder", [&](const JSONValue& v) {
+        JSONObject places(v);
+        for (const auto& item : v.json().items())
+            places.member(item.key(),
+                [&, album = item.key()](const JSONValue& folder) { library.albumInFolder[album] = folder.text(); });
+    });
+    object.end();
+    return library;
+}
+
 void readSession(JSONObject& object, PhoneDescription& description)
 {
     object.member("microphone", [&](const JSONValue& v) { description.microphone = v.boolean(); });
@@ -376,6 +394,7 @@ void readSession(JSONObject& object, PhoneDescription& description)
     object.member("metadataTypes", [&](const JSONValue& v) { description.metadataTypes = texts(v); });
     object.member("photoConnections", [&](const JSONValue& v) { description.photoConnections = texts(v); });
     object.member("permissions", [&](const JSONValue& v) { description.permissions = permissions(v); });
+    object.member("library", [&](const JSONValue& v) { description.library = library(v); });
     object.member("storage", [&](const JSONValue& v) {
         JSONObject storage(v);
         storage.member("bytesFree", [&](const JSONValue& bytes) {

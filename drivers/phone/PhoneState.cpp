@@ -35,6 +35,14 @@ const char* name(Step step)
         return "AddControl";
     case Step::Record:
         return "Record";
+    case Step::LibraryChange:
+        return "LibraryChange";
+    case Step::Placeholder:
+        return "Placeholder";
+    case Step::FetchAfterChange:
+        return "FetchAfterChange";
+    case Step::FolderChangeRequest:
+        return "FolderChangeRequest";
     }
     return "?";
 }
@@ -44,6 +52,7 @@ bool has(Step step, Outcome outcome)
     switch (step) {
     case Step::Lock:
     case Step::Record:
+    case Step::LibraryChange:
         return outcome == Outcome::Error;
     case Step::OpenVideoInput:
     case Step::OpenAudioInput:
@@ -53,6 +62,9 @@ bool has(Step step, Outcome outcome)
     case Step::CreateVideoOutput:
     case Step::CreateAudioOutput:
     case Step::AddControl:
+    case Step::Placeholder:
+    case Step::FetchAfterChange:
+    case Step::FolderChangeRequest:
         return outcome == Outcome::Nothing;
     case Step::SettingTakesEffect:
         return outcome == Outcome::Late || outcome == Outcome::Never;

@@ -17,6 +17,7 @@
 #include "drivers/phone/PhoneGeocoder.h"
 #include "drivers/phone/PhoneLocation.h"
 #include "drivers/phone/PhoneMotion.h"
+#include "drivers/phone/PhonePhotos.h"
 #include "drivers/phone/PhoneState.h"
 
 #include <algorithm>
@@ -148,11 +149,14 @@ struct VirtualPhone::Parts {
     std::shared_ptr<PhoneCapture> capture = std::make_shared<PhoneCapture>(world);
     std::shared_ptr<PhoneLocation> location = std::make_shared<PhoneLocation>(state);
     std::shared_ptr<PhoneGeocoder> geocoder = std::make_shared<PhoneGeocoder>(state, GeocodingDriver::installed());
+    // On its own time the phone has a library of its own, for a test must not touch a person's.
+    std::shared_ptr<PhonePhotos> photos = std::make_shared<PhonePhotos>(state, own ? nullptr : PhotoStore::installed());
     std::shared_ptr<PhoneControls> controls = std::make_shared<PhoneControls>(state);
     Installation<MotionDriver> motionInstalled { motion };
     Installation<CaptureDriver> captureInstalled { capture };
     Installation<LocationDriver> locationInstalled { location };
     Installation<GeocodingDriver> geocoderInstalled { geocoder };
+    Installation<PhotoStore> photosInstalled { photos };
     Installation<CaptureControlsDriver> controlsInstalled { controls };
     std::vector<JournalEntry> journalShown;
 };
@@ -192,6 +196,8 @@ void VirtualPhone::change(const std::function<void(PhoneDescription&)>& edit)
         NSUserDefaults::useVolatileDefaults(dictionaryOf(changed->defaults));
     if (before.location != after.location)
         parts_->location->authorizationChanged(after.location);
+    if (before.photos != after.photos)
+        parts_->photos->permissionChanged(after.photos);
     if (before.camera != after.camera)
         parts_->capture->cameraPermissionChanged(after.camera);
 }
@@ -248,6 +254,31 @@ void VirtualPhone::answerNextGeocode(PlaceAnswer answer)
 void VirtualPhone::scriptNextPhoto(std::vector<PhotoEvent> events)
 {
     parts_->world->scriptNextPhoto(std::move(events));
+}
+
+void VirtualPhone::answerNextImage(std::vector<ImageAnswer> answers)
+{
+    parts_->photos->answerNextImage(std::move(answers));
+}
+
+void VirtualPhone::addPhotos(const std::string& album, std::size_t count)
+{
+    parts_->photos->addPhotos(album, count);
+}
+
+void VirtualPhone::deleteNewestPhotos(std::size_t count)
+{
+    parts_->photos->deleteNewestPhotos(count);
+}
+
+void VirtualPhone::deleteAlbum(const std::string& title)
+{
+    parts_->photos->deleteAlbum(title);
+}
+
+void VirtualPhone::renameAlbum(const std::string& from, const std::string& to)
+{
+    parts_->photos->renameAlbum(from, to);
 }
 
 void VirtualPhone::showFaces(std::size_t count)

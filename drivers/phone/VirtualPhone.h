@@ -62,6 +62,15 @@ public:
     /// The callbacks of one still, one after the other from the shutter's moment on, instead of the natural ones:
     /// shutter, picture, RAW picture, the live photo's movie, the end. Each call prepares one still.
     void scriptNextPhoto(std::vector<PhotoEvent> events);
+    /// Each call prepares one image request of the photo library: its results, in their order.
+    void answerNextImage(std::vector<ImageAnswer> answers);
+    /// Others change the photo library. Photos are each one second younger than the one before, the last of this
+    /// moment; with an empty title they are in no album. Throws NSException (NSInvalidArgumentException) for an album
+    /// that there is not, and on a running clock with the machine's own library.
+    void addPhotos(const std::string& album, std::size_t count);
+    void deleteNewestPhotos(std::size_t count);
+    void deleteAlbum(const std::string& title);
+    void renameAlbum(const std::string& from, const std::string& to);
     /// What the running cameras find in their pictures from now on.
     void showFaces(std::size_t count);
     /// One frame of every running camera, one piece of sound, delivered before the call returns.
