@@ -212,10 +212,11 @@ CADisplayCounters CADisplay::counters() const
     return counters_;
 }
 
-std::shared_ptr<const CGImage> CALayer::image(double scale)
+std::shared_ptr<const CGImage> CALayer::image(double scale, bool update)
 {
     CADisplayCounters counters;
-    bringUpToDate(*this, counters);
+    if (update)
+        bringUpToDate(*this, counters);
     const CGRect bounds = shown()->bounds();
     const int width = std::max(1, static_cast<int>(std::lround(bounds.size.width * scale)));
     const int height = std::max(1, static_cast<int>(std::lround(bounds.size.height * scale)));

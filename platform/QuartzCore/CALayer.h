@@ -215,8 +215,8 @@ public:
     virtual bool draws() const { return false; }
 
     /// Draws the layer and all that is in it, as they are shown now, as a picture of its bounds; nothing outside them.
-    /// `scale`: pixels for a point.
-    std::shared_ptr<const CGImage> image(double scale);
+    /// `scale`: pixels for a point. Without `update`, what waits for layout or drawing is taken as it was.
+    std::shared_ptr<const CGImage> image(double scale, bool update = true);
 
     // For the compositor and the display.
     /// From the back to the front as they are seen, by their z positions.

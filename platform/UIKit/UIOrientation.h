@@ -16,6 +16,16 @@ enum UIDeviceOrientation : std::int64_t {
     UIDeviceOrientationFaceDown = 6,
 };
 
+/// How the interface stands on the device; of the landscape ones, the name tells on which side the device's lower end
+/// is.
+enum UIInterfaceOrientation : std::int64_t {
+    UIInterfaceOrientationUnknown = 0,
+    UIInterfaceOrientationPortrait = 1,
+    UIInterfaceOrientationPortraitUpsideDown = 2,
+    UIInterfaceOrientationLandscapeRight = 3,
+    UIInterfaceOrientationLandscapeLeft = 4,
+};
+
 /// How a picture is stored: where its top is.
 enum UIImageOrientation : std::int64_t {
     UIImageOrientationUp = 0,
