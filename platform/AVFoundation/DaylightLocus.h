@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/AVFoundation/AVMediaTypes.h"
+#include "platform/Foundation/Export.h"
 
 #include <functional>
 #include <optional>
@@ -12,12 +13,12 @@ namespace velmora {
 /// daylight of the CIE's D series (CIE 15:2004, 3.1), continued along the black body's curve below 4000 K, and the
 /// channels are the sharpened ones of the Bradford adaptation. The smallest gain is 1 where tint is 0; 50 of tint
 /// double or halve green.
-AVCaptureWhiteBalanceGains daylightGains(const AVCaptureWhiteBalanceTemperatureAndTintValues& values);
+VELMORA_EXPORT AVCaptureWhiteBalanceGains daylightGains(const AVCaptureWhiteBalanceTemperatureAndTintValues& values);
 
 /// Temperature and tint for which `gainsFor` answers gains in these proportions; nothing when it never does.
 using GainsForTemperature
     = std::function<AVCaptureWhiteBalanceGains(const AVCaptureWhiteBalanceTemperatureAndTintValues&)>;
-std::optional<AVCaptureWhiteBalanceTemperatureAndTintValues> temperatureAndTint(
+VELMORA_EXPORT std::optional<AVCaptureWhiteBalanceTemperatureAndTintValues> temperatureAndTint(
     const AVCaptureWhiteBalanceGains& gains, const GainsForTemperature& gainsFor);
 
 }

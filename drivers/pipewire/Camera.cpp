@@ -1,0 +1,410 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "drivers/pipewire/Camera.h"
+
+#include "platform/AVFoundation/AVError.h"
+#include "platform/Foundation/NSLog.h"
+#include "platform/Foundation/Scheduler.h"
+
+#include "drivers/pipewire/Description.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace velmora::drivers::pipewire {
+
+namespace {
+
+constexpr std::int32_t fineTimescale = 1000000000;
+
+// Seconds.
+constexpr double watchInterval = 0.25;
+constexpr double firstFrameWithin = 2, nextFrameWithin = 1;
+constexpr int mostStalls = 3;
+constexpr double framesOfStall = 10; // frames that a slow camera may be late
+constexpr double oddestFrameTime = 10; // a frame that tells an older or a later time tells another clock's
+constexpr int framesUntilBelieved = 3; // after a change, of a camera that tells nothing
+
+double clockNow()
+{
+    return Scheduler::current().clock().now();
+}
+
+}
+
+Camera::Camera(std::shared_ptr<Daemon> daemon, std::shared_ptr<PictureCounters> counters, std::string identity)
+    : daemon_(std::move(daemon))
+    , counters_(std::move(counters))
+    , identity_(std::move(identity))
+    , queue_("org.velmora.pipewire." + identity_)
+{
+    description_.uniqueID = identity_;
+    const auto guard = daemon_->lock();
+    watchdog_ = std::make_unique<LoopTimer>(*daemon_, [this] { watch(); });
+    away_ = std::make_unique<LoopTimer>(*daemon_, [this] {
+        if (!std::exchange(interrupted_, false))
+            return;
+        const NSError gone = error(AVErrorDeviceNotConnected, "was unplugged");
+        tell([gone](const CaptureDeviceEvents& events) {
+            if (events.failed)
+                events.failed(gone);
+        });
+    });
+    soonTimer_ = std::make_unique<LoopTimer>(*daemon_, [this] {
+        for (const auto& call : std::exchange(soon_, {}))
+            call();
+    });
+}
+
+Camera::~Camera()
+{
+    const auto guard = daemon_->lock();
+    stream_.reset();
+    watchdog_.reset();
+    away_.reset();
+    soonTimer_.reset();
+}
+
+NSError Camera::error(int code, const std::string& what) const
+{
+    return { AVFoundationErrorDomain, code, "The camera \"" + identity_ + "\" " + what + "." };
+}
+
+void Camera::tell(std::function<void(const CaptureDeviceEvents&)> call)
+{
+    std::shared_ptr<const CaptureDeviceEvents> events;
+    {
+        const std::lock_guard lock(mutex_);
+        events = events_;
+    }
+    queue_.async([events, call = std::move(call)] { call(*events); });
+}
+
+void Camera::soon(std::function<void()> call)
+{
+    soon_.push_back(std::move(call));
+    soonTimer_->once(0);
+}
+
+CaptureDeviceDescription Camera::description() const
+{
+    const std::lock_guard lock(mutex_);
+    return description_;
+}
+
+void Camera::setEvents(CaptureDeviceEvents events)
+{
+    const auto guard = daemon_->lock();
+    {
+        const std::lock_guard lock(mutex_);
+        events_ = std::make_shared<const CaptureDeviceEvents>(std::move(events));
+    }
+    valuesChanged();
+}
+
+std::pair<bool, std::optional<NSError>> Camera::open()
+{
+    const auto guard = daemon_->lock();
+    if (node_)
+        return { true, std::nullopt };
+    return { false, error(AVErrorDeviceNotConnected, "is not plugged in") };
+}
+
+std::optional<NSError> Camera::lock()
+{
+    const auto guard = daemon_->lock();
+    return node_ ? std::nullopt : std::optional(error(AVErrorDeviceNotConnected, "is not plugged in"));
+}
+
+void Camera::appeared(const std::shared_ptr<Node>& node)
+{
+    const bool isNew = description().formats.empty();
+    node_ = node;
+    isSetUp_ = false;
+    {
+        const std::lock_guard lock(mutex_);
+        description_ = describe(*node, daemon_->wish().deviceTree);
+        if (isNew)
+            settings_ = settingsAsDescribed(description_);
+    }
+    valuesChanged();
+    away_->stop();
+    if (!std::exchange(interrupted_, false))
+        return;
+    NSLog("[PipeWire] The camera \"%@\" is back.", identity_);
+    tell([](const CaptureDeviceEvents& events) {
+        if (events.interruptionEnded)
+            events.interruptionEnded();
+    });
+}
+
+void Camera::vanished(const std::string& why)
+{
+    node_ = nullptr;
+    if (!wanted_ || interrupted_)
+        return;
+    const NSError gone = error(AVErrorDeviceNotConnected, why);
+    stopStreaming(gone);
+    interrupted_ = true;
+    if (daemon_->isConnected())
+        away_->once(daemon_->wish().returnWithin);
+    tell([gone](const CaptureDeviceEvents& events) {
+        if (events.interrupted)
+            events.interrupted(gone);
+    });
+}
+
+void Camera::waitForReturn()
+{
+    if (interrupted_)
+        away_->once(daemon_->wish().returnWithin);
+}
+
+void Camera::givenUp()
+{
+    if (interrupted_)
+        away_->once(0);
+}
+
+void Camera::valuesChanged()
+{
+    if (!node_ || !node_->controls.tells())
+        return;
+    for (Effect& effect : effects_)
+        if (!effect.confirmed && node_->controls.areInForce(effect.values)) {
+            effect.confirmed = true;
+            effect.since = steadySeconds();
+        }
+    tell([readings = node_->controls.readings()](const CaptureDeviceEvents& events) {
+        if (events.readingsChanged)
+            events.readingsChanged(readings);
+    });
+}
+
+CMVideoDimensions Camera::activeSize() const
+{
+    const std::lock_guard lock(mutex_);
+    const auto& formats = description_.formats;
+    return settings_.activeFormat < formats.size() ? formats[settings_.activeFormat].dimensions : CMVideoDimensions {};
+}
+
+double Camera::wantedRate() const
+{
+    constexpr double usual = 30;
+    const double frame = CMTimeGetSeconds(settings_.minFrameDuration);
+    return frame > 0 ? 1 / frame : usual;
+}
+
+void Camera::apply(const CaptureSettings& settings, const std::string& /*what*/, std::function<void(CMTime)> tookEffect)
+{
+    const auto guard = daemon_->lock();
+    const CaptureSettings before = std::exchange(settings_, settings);
+    Effect effect;
+    effect.since = steadySeconds();
+    if (node_) {
+        effect.values = node_->controls.changesFor(settings_, &before);
+        daemon_->set(*node_, effect.values);
+    }
+    if (!effect.values.empty())
+        changedAt_ = effect.since;
+    effect.confirmed = effect.values.empty();
+    effect.tookEffect = std::move(tookEffect);
+    if (effect.tookEffect)
+        effects_.push_back(std::move(effect));
+    const bool otherStream = before.activeFormat != settings_.activeFormat
+        || CMTimeCompare(before.minFrameDuration, settings_.minFrameDuration) != 0;
+    if (!otherStream || !stream_)
+        return;
+    if (const auto problem = restart())
+        tryAgain(problem->localizedDescription());
+}
+
+std::optional<NSError> Camera::start(
+    const StreamRequest& request, std::function<void(std::shared_ptr<CMSampleBuffer>)> deliver)
+{
+    if (!isPictureFormat(request.pixelFormat)) {
+        constexpr int formatUnsupported = -11846;
+        return error(formatUnsupported,
+            "has no frames in the format '" + fourCharacterCode(request.pixelFormat)
+                + "'; ask for '420f', '420v' or 'BGRA'");
+    }
+    const auto guard = daemon_->lock();
+    daemon_->catchUp();
+    if (!node_)
+        return error(AVErrorDeviceNotConnected, "is not plugged in, so it cannot start");
+    request_ = request;
+    deliver_ = std::move(deliver);
+    wanted_ = true;
+    interrupted_ = false;
+    stalls_ = 0;
+    auto problem = restart();
+    if (problem)
+        wanted_ = false;
+    else
+        watchdog_->every(watchInterval);
+    return problem;
+}
+
+void Camera::stop()
+{
+    std::function<void(std::shared_ptr<CMSampleBuffer>)> released; // its destructor may call back
+    const auto guard = daemon_->lock();
+    stopStreaming(error(AVErrorSessionNotRunning, "took no picture, because it was stopped"));
+    released = std::move(deliver_);
+    deliver_ = nullptr;
+    if (!interrupted_)
+        wanted_ = false;
+}
+
+void Camera::stopStreaming(const NSError& error)
+{
+    watchdog_->stop();
+    soon_.clear();
+    stream_.reset();
+    newest_.reset();
+    format_.reset();
+    grabbing_ = false;
+    failStills(error);
+}
+
+/// Begins to stream what the settings ask for, whatever it streamed before.
+std::optional<NSError> Camera::restart()
+{
+    grabbing_ = false;
+    stream_.reset();
+    newest_.reset();
+    const Offer* offer = bestOffer(node_->offers, activeSize(), wantedRate());
+    if (!offer)
+        return error(AVErrorUnknown, "offers no format that can be read");
+    if (!std::exchange(isSetUp_, true)) {
+        CaptureDeviceDescription described = description();
+        const CaptureSettings untouched = settingsAsDescribed(described);
+        auto values = node_->controls.changesFor(settings_, &untouched);
+        values.merge(node_->controls.changesFor(settings_, nullptr));
+        daemon_->set(*node_, values);
+    }
+    hadFrame_ = false;
+    lastFrame_ = steadySeconds();
+    stream_ = std::make_unique<FrameStream>(*daemon_, *node_, *offer, nearestRate(*offer, wantedRate()),
+        FrameStream::Events { [this](const Negotiated& format) { format_ = format; },
+            [this](const StreamFrame& frame) { frameArrived(frame); },
+            [this](const std::string& why) { soon([this, why] { tryAgain(why); }); } });
+    if (stream_->isConnected())
+        return std::nullopt;
+    stream_.reset();
+    return error(AVErrorUnknown, "does not start: the daemon refuses the stream");
+}
+
+void Camera::watch()
+{
+    if (!stream_)
+        return;
+    const double now = steadySeconds();
+    const double rate = format_ ? format_->rate.value() : 0;
+    const double patience
+        = std::max(hadFrame_ ? nextFrameWithin : firstFrameWithin, rate > 0 ? framesOfStall / rate : 0);
+    if (now - lastFrame_ < patience)
+        return;
+    if (grabbing_)
+        grabFailed();
+    else
+        tryAgain("it sends no frames");
+}
+
+void Camera::tryAgain(const std::string& why)
+{
+    if (!wanted_ || !node_)
+        return;
+    if (++stalls_ <= mostStalls) {
+        NSLog("[PipeWire] The camera \"%@\" is started again: %@.", identity_, why);
+        if (!restart())
+            return;
+    }
+    const NSError broken = error(AVErrorUnknown, "stopped: " + why);
+    stopStreaming(broken);
+    tell([broken](const CaptureDeviceEvents& events) {
+        if (events.failed)
+            events.failed(broken);
+    });
+}
+
+void Camera::frameArrived(const StreamFrame& frame)
+{
+    lastFrame_ = steadySeconds();
+    hadFrame_ = true;
+    stalls_ = 0;
+    if (grabbing_)
+        grabbed(frame);
+    else
+        deliver(frame);
+}
+
+std::shared_ptr<CVPixelBuffer> Camera::pixelsOf(const StreamFrame& frame, std::uint32_t pixelFormat)
+{
+    const CameraPicture& picture = frame.picture;
+    const bool fits = isAlready(picture, pixelFormat);
+    if (fits && frame.lease) {
+        ++counters_->handedOn;
+        std::vector<CVPixelBuffer::Plane> planes;
+        const auto shapes = planeShapes(picture.layout, picture.width, picture.height);
+        for (std::size_t i = 0; i < shapes.size(); ++i) {
+            // Whoever gets it reads; a pixel buffer has no other pointers.
+            auto* data = const_cast<std::uint8_t*>(picture.planes[i].data);
+            const bool isChroma = i > 0;
+            planes.push_back(
+                { data, picture.planes[i].stride, isChroma ? (picture.width + 1) / 2 : picture.width, shapes[i].rows });
+        }
+        return make<CVPixelBuffer>(picture.width, picture.height, pixelFormat, std::move(planes), frame.lease);
+    }
+    try {
+        auto pixels = converted(picture, pixelFormat);
+        ++(fits ? counters_->copied : counters_->converted);
+        return pixels;
+    } catch (const NSError& problem) {
+        NSLog("[PipeWire] %@", problem.localizedDescription());
+        return nullptr;
+    }
+}
+
+void Camera::deliver(const StreamFrame& frame)
+{
+    const double now = steadySeconds();
+    const double taken = frame.time && std::abs(now - *frame.time) < oddestFrameTime ? *frame.time : now;
+    if (frame.sequence && sequence_ > 0 && *frame.sequence > cameraSequence_)
+        sequence_ += *frame.sequence - cameraSequence_; // a gap is a frame that the camera lost
+    else
+        ++sequence_;
+    cameraSequence_ = frame.sequence.value_or(0);
+    const auto pixels = pixelsOf(frame, request_.pixelFormat);
+    if (!pixels)
+        return;
+    newest_ = pixels;
+    newestTaken_ = taken;
+    newestTime_ = clockNow() - (now - taken);
+    newestUsed_ = false;
+    if (!waiting_.empty() && taken >= changedAt_) {
+        const auto still = waiting_.front();
+        waiting_.pop_front();
+        takeNewest(still);
+    }
+    if (deliver_)
+        deliver_(make<CMSampleBuffer>(pixels, CMTimeMakeWithSeconds(newestTime_, fineTimescale), sequence_));
+    noteEffects(taken, newestTime_);
+}
+
+void Camera::noteEffects(double taken, double time)
+{
+    const bool tells = node_ && node_->controls.tells();
+    for (auto effect = effects_.begin(); effect != effects_.end();) {
+        const bool believed = !tells && ++effect->silentFrames >= framesUntilBelieved;
+        if (!(effect->confirmed && taken >= effect->since) && !believed) {
+            ++effect;
+            continue;
+        }
+        queue_.async(
+            [call = std::move(effect->tookEffect), time] { call(CMTimeMakeWithSeconds(time, fineTimescale)); });
+        effect = effects_.erase(effect);
+    }
+}
+
+}

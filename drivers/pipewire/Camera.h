@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/AVFoundation/CaptureDriver.h"
+#include "platform/Foundation/DispatchQueue.h"
+
+#include "drivers/pipewire/Daemon.h"
+#include "drivers/pipewire/FrameStream.h"
+
+#include <atomic>
+#include <deque>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace velmora::drivers::pipewire {
+
+/// What became of pictures, of all cameras.
+struct PictureCounters {
+    std::atomic<std::uint64_t> handedOn { 0 }, copied { 0 }, converted { 0 };
+};
+
+/// One camera of a daemon. It keeps its identity, and who uses it, while its node goes and comes back.
+class Camera final : public CaptureDeviceDriver, public std::enable_shared_from_this<Camera> {
+public:
+    Camera(std::shared_ptr<Daemon> daemon, std::shared_ptr<PictureCounters> counters, std::string identity);
+    ~Camera() override;
+
+    CaptureDeviceDescription description() const override;
+    void setEvents(CaptureDeviceEvents events) override;
+    std::pair<bool, std::optional<NSError>> open() override;
+    std::optional<NSError> lock() override;
+    void unlock() override { }
+    void apply(
+        const CaptureSettings& settings, const std::string& what, std::function<void(CMTime)> tookEffect) override;
+    std::optional<NSError> start(
+        const StreamRequest& request, std::function<void(std::shared_ptr<CMSampleBuffer>)> deliver) override;
+    void stop() override;
+    void captureStill(const StillRequest& request, StillEvents events) override;
+
+    // The daemon's news, with the daemon locked.
+    void appeared(const std::shared_ptr<Node>& node);
+    void vanished(const std::string& why);
+    void valuesChanged();
+    /// The daemon is back: either this comes soon, or it is gone.
+    void waitForReturn();
+    void givenUp();
+
+private:
+    /// A change that somebody waits for.
+    struct Effect {
+        std::map<std::uint32_t, double> values;
+        std::function<void(CMTime)> tookEffect;
+        double since = 0; ///< a frame that was taken later shows it, once the camera has confirmed it
+        bool confirmed = false;
+        int silentFrames = 0; ///< of a camera that tells nothing
+    };
+    struct Still {
+        StillRequest request;
+        StillEvents events;
+        bool largest = false, raw = false; ///< which still has to be taken in a format of its own
+        CapturedStill processed;
+        std::optional<CapturedStill> rawPicture;
+    };
+    using StillPointer = std::shared_ptr<Still>;
+
+    CMVideoDimensions activeSize() const;
+    double wantedRate() const;
+    std::optional<NSError> restart();
+    void stopStreaming(const NSError& error);
+    void frameArrived(const StreamFrame& frame);
+    void deliver(const StreamFrame& frame);
+    void noteEffects(double taken, double time);
+    void watch();
+    /// Tries again, and gives up at the third time.
+    void tryAgain(const std::string& why);
+    std::shared_ptr<CVPixelBuffer> pixelsOf(const StreamFrame& frame, std::uint32_t pixelFormat);
+    NSError error(int code, const std::string& what) const;
+
+    const Offer* largestOffer() const;
+    const Offer* rawOffer() const;
+    void takeNewest(const StillPointer& still);
+    void beginGrab();
+    void grabbed(const StreamFrame& frame);
+    void endGrab();
+    void grabFailed();
+    ExposureInfo exposureAt(double time) const;
+    void finish(const StillPointer& still);
+    void fail(const StillPointer& still, const NSError& error);
+    void failStills(const NSError& error);
+
+    void tell(std::function<void(const CaptureDeviceEvents&)> call);
+    /// Soon, outside the daemon's callbacks: a stream cannot be ended in its own.
+    void soon(std::function<void()> call);
+
+    const std::shared_ptr<Daemon> daemon_;
+    const std::shared_ptr<PictureCounters> counters_;
+    const std::string identity_;
+    const DispatchQueue queue_; // what is told, and stills
+
+    mutable std::mutex mutex_; // these two
+    CaptureDeviceDescription description_;
+    std::shared_ptr<const CaptureDeviceEvents> events_ = std::make_shared<const CaptureDeviceEvents>();
+
+    // With the daemon locked.
+    std::shared_ptr<Node> node_; // null while it is away
+    CaptureSettings settings_;
+    bool isSetUp_ = false; // its switches were set once
+    bool wanted_ = false; // between start and stop
+    bool interrupted_ = false; // it went while it was wanted
+    StreamRequest request_;
+    std::function<void(std::shared_ptr<CMSampleBuffer>)> deliver_;
+    std::unique_ptr<FrameStream> stream_;
+    std::optional<Negotiated> format_;
+    std::list<Effect> effects_;
+    std::shared_ptr<CVPixelBuffer> newest_; // the last that was delivered
+    double newestTaken_ = 0, newestTime_ = 0; // by the steady clock; by the one in force
+    double changedAt_ = 0, lastFrame_ = 0; // steady clock
+    std::uint64_t sequence_ = 0, cameraSequence_ = 0;
+    bool hadFrame_ = false; // from this stream
+    bool newestUsed_ = true; // a still was made of it, or it is older than the settings
+    int stalls_ = 0;
+    std::deque<StillPointer> waiting_; // for the next frame
+    std::deque<StillPointer> grabs_; // for a format of their own; the first is at work
+    double grabBegan_ = 0;
+    bool grabbing_ = false;
+    std::vector<std::function<void()>> soon_;
+    std::unique_ptr<LoopTimer> watchdog_, away_, soonTimer_;
+};
+
+}

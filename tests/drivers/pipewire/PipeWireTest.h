@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/Foundation/ProcessState.h"
+
+#include "drivers/pipewire/openPipeWire.h"
+
+#include "tests/support/CapturedLog.h"
+#include "tests/support/PipeWireDaemon.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace velmora::tests {
+
+/// What came so far, from whichever thread, and a way to wait for more.
+template <class T> class Collected {
+public:
+    void add(T value)
+    {
+        const std::lock_guard lock(mutex_);
+        all_.push_back(std::move(value));
+        changed_.notify_all();
+    }
+    std::vector<T> all() const
+    {
+        const std::lock_guard lock(mutex_);
+        return all_;
+    }
+    void clear()
+    {
+        std::vector<T> released;
+        const std::lock_guard lock(mutex_);
+        all_.swap(released);
+    }
+    /// False when there are fewer after `seconds`.
+    bool waitFor(std::size_t count, double seconds = 5) const
+    {
+        return waitUntil([count](const std::vector<T>& all) { return all.size() >= count; }, seconds);
+    }
+    bool waitUntil(const std::function<bool(const std::vector<T>&)>& done, double seconds = 5) const
+    {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, std::chrono::duration<double>(seconds), [&] { return done(all_); });
+    }
+
+private:
+    mutable std::mutex mutex_;
+    mutable std::condition_variable changed_;
+    std::vector<T> all_;
+};
+
+using Frame = std::shared_ptr<CMSampleBuffer>;
+
+/// A daemon of its own, a driver for it, and cameras that the test publishes.
+class PipeWireTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!PipeWireDaemon::isHere())
+            return;
+        ProcessState::reset();
+        daemon = std::make_unique<PipeWireDaemon>();
+    }
+    void TearDown() override
+    {
+        for (const auto& device : started)
+            device->stop();
+        started.clear();
+        CaptureDriver::install(nullptr);
+    }
+
+    drivers::pipewire::DaemonWish wish() const
+    {
+        drivers::pipewire::DaemonWish wish;
+        wish.socket = daemon->socket();
+        wish.answerWithin = 5;
+        wish.deviceTree = daemon->folder().path();
+        return wish;
+    }
+    void publish(const std::string& name, const std::vector<std::string>& options = {})
+    {
+        cameras.push_back(daemon->camera(name, options));
+    }
+    /// Opens the daemon and answers the camera of that name; null when there is none.
+    std::shared_ptr<CaptureDeviceDriver> open(const std::string& name)
+    {
+        if (!capture)
+            capture = drivers::pipewire::openPipeWire(wish());
+        for (const auto& device : capture->devices())
+            if (device->description().uniqueID == name)
+                return device;
+        return nullptr;
+    }
+    std::optional<NSError> start(const std::shared_ptr<CaptureDeviceDriver>& device,
+        std::uint32_t format = kCVPixelFormatType_420YpCbCr8BiPlanarFullRange)
+    {
+        started.push_back(device);
+        return device->start({ format, 0 }, [this](Frame frame) { frames.add(std::move(frame)); });
+    }
+    /// Its events, by name: "interrupted", "ended", "failed: ...".
+    void listen(CaptureDeviceDriver& device)
+    {
+        CaptureDeviceEvents told;
+        told.interrupted = [this](const std::optional<NSError>&) { events.add("interrupted"); };
+        told.interruptionEnded = [this] { events.add("ended"); };
+        told.failed = [this](const NSError& error) { events.add("failed: " + error.localizedDescription()); };
+        told.readingsChanged = [this](const CaptureReadings& now) { readings.add(now); };
+        device.setEvents(std::move(told));
+    }
+
+    CapturedLog log;
+    std::unique_ptr<PipeWireDaemon> daemon;
+    std::shared_ptr<drivers::pipewire::DaemonCapture> capture;
+    std::vector<std::unique_ptr<Child>> cameras;
+    std::vector<std::shared_ptr<CaptureDeviceDriver>> started;
+    Collected<Frame> frames;
+    Collected<std::string> events;
+    Collected<CaptureReadings> readings;
+};
+
+inline int lumaOf(const CVPixelBuffer& pixels)
+{
+    const auto& plane = pixels.planes()[0];
+    return plane.data[plane.stride * 20 + 20];
+}
+
+inline std::pair<int, int> chromaOf(const CVPixelBuffer& pixels)
+{
+    const auto& plane = pixels.planes()[1];
+    return { plane.data[plane.stride * 10 + 20], plane.data[plane.stride * 10 + 21] };
+}
+
+}
