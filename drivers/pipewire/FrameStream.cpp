@@ -164,8 +164,7 @@ struct FrameStream::Lease {
 };
 
 FrameStream::FrameStream(Daemon& daemon, const Node& node, const Offer& offer, Rate rate, Events events)
-    : daemon_(daemon)
-    , properties_(node.properties)
+    : properties_(node.properties)
     , events_(std::move(events))
     , returns_(std::make_shared<Returns>())
 {
