@@ -260,6 +260,12 @@ void CALayer::setContentsTintColor(const std::optional<CGColor>& color)
     assign(values_.contentsTintColor, color, "contentsTintColor");
 }
 
+void CALayer::setCompositingFilter(const std::string& filter)
+{
+    compositingFilter_ = filter;
+    requestFrame();
+}
+
 std::shared_ptr<const CGImage> CALayer::contents() const
 {
     return content_->image;
@@ -402,6 +408,7 @@ void CALayer::copyValues(const CALayer& other)
     identity_ = other.identity_;
     contentsScale_ = other.contentsScale();
     contentsGravity_ = other.contentsGravity_;
+    compositingFilter_ = other.compositingFilter_;
     mask_ = other.mask_;
     content_ = other.content_;
 }

@@ -39,6 +39,9 @@ inline constexpr const char* kCAGravityTopRight = "topRight";
 inline constexpr const char* kCAGravityBottomLeft = "bottomLeft";
 inline constexpr const char* kCAGravityBottomRight = "bottomRight";
 
+/// Brightens what lies beneath, and never darkens it: 1 - (1 - a)(1 - b).
+inline constexpr const char* kCAFilterScreenBlendMode = "screenBlendMode";
+
 /// What a layer leaves to its owner, usually a view. Main thread only.
 class VELMORA_EXPORT CALayerDelegate {
 public:
@@ -146,6 +149,10 @@ public:
     const std::optional<CGColor>& borderColor() const { return values_.borderColor; }
     void setBorderColor(const std::optional<CGColor>& color);
 
+    /// How it is put upon what lies beneath it: empty covers it, kCAFilterScreenBlendMode; other texts count as empty.
+    const std::string& compositingFilter() const { return compositingFilter_; }
+    void setCompositingFilter(const std::string& filter);
+
     /// A picture in place of a drawing.
     std::shared_ptr<const CGImage> contents() const;
     void setContents(std::shared_ptr<const CGImage> image);
@@ -223,6 +230,8 @@ public:
     std::vector<std::shared_ptr<CALayer>> sublayersFromBack() const;
     /// What it shows besides its colours, rasterised where that was not done yet.
     virtual std::vector<LayerPiece> pieces(const LayerRasterising& rasterising);
+    /// How far what lies beneath is blurred where the layer shows it: the standard deviation, points; 0: it does not.
+    virtual double backdropBlur() const { return 0; }
     /// What a camera shows in bounds of this kind, newest; empty for other layers and without a frame.
     virtual std::optional<LayerPreview> preview(CGRect /*bounds*/) { return std::nullopt; }
     /// Whether the last frame showed something of the preview. While it does not, new camera frames ask for no frame.
@@ -293,6 +302,7 @@ private:
     std::uint64_t identity_;
     std::optional<double> contentsScale_;
     std::string contentsGravity_ = kCAGravityResize;
+    std::string compositingFilter_;
     std::shared_ptr<CALayer> mask_;
     std::weak_ptr<CALayerDelegate> delegate_;
     std::shared_ptr<Content> content_; // copies share it

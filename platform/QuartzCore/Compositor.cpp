@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/QuartzCore/Compositor.h"
 
+#include "platform/QuartzCore/BackdropBlur.h"
 #include "platform/QuartzCore/LayerContent.h"
 
 #include <pixman.h>
@@ -128,13 +129,32 @@ Region Compositor::damage(const std::shared_ptr<CALayer>& root, const CGAffineTr
     masks_.frameEnded();
     counters_.rasterCount += LayerContent::rasterCount() - rastersBefore;
 
-    const auto visible = visibleShares(items_, 0, items_.size(), Region(bounds));
+    const auto visible = visibleShares(items_, 0, items_.size(), Region(bounds), bounds);
     if (marksSeen)
         tellPreviews(visible);
     Region region = everything ? Region(bounds) : changes(visible);
     region.cut(bounds);
+    addReaches(region, bounds);
     remember();
     return region;
+}
+
+/// Who looks at what lies beneath must find all of it drawn afresh, without what the last frame put over it.
+void Compositor::addReaches(Region& region, DisplayRect bounds) const
+{
+    std::vector<DisplayRect> left;
+    for (const SceneItem& item : items_)
+        if (item.kind == SceneItem::Kind::Backdrop)
+            left.push_back(intersection(item.reach, bounds));
+    // One that is added may touch another.
+    for (bool added = true; added;) {
+        const auto touched = std::partition(
+            left.begin(), left.end(), [&](const DisplayRect& reach) { return !region.intersects(reach); });
+        added = touched != left.end();
+        for (auto reach = touched; reach != left.end(); ++reach)
+            region.add(*reach);
+        left.erase(touched, left.end());
+    }
 }
 
 void Compositor::tellPreviews(const std::vector<Share>& visible)
@@ -156,7 +176,7 @@ void Compositor::tellPreviews(const std::vector<Share>& visible)
 }
 
 std::vector<Compositor::Share> Compositor::visibleShares(
-    const Items& items, std::size_t begin, std::size_t end, Region region)
+    const Items& items, std::size_t begin, std::size_t end, Region region, DisplayRect limit)
 {
     std::vector<std::size_t> level;
     for (std::size_t i = begin; i < end; i = items[i].kind == SceneItem::Kind::Group ? items[i].end : i + 1)
@@ -171,6 +191,8 @@ std::vector<Compositor::Share> Compositor::visibleShares(
         shares.push_back({ *index, std::move(share) });
         if (item.opaque)
             region.subtract(item.rect);
+        else if (!velmora::isEmpty(item.reach))
+            region.add(intersection(item.reach, limit)); // also beneath what covers it
     }
     std::reverse(shares.begin(), shares.end());
     return shares;
@@ -255,7 +277,7 @@ void Compositor::draw(const Region& region, std::uint8_t* pixels, std::size_t st
 void Compositor::drawRange(
     const Target& target, const Items& items, std::size_t begin, std::size_t end, const Region& region)
 {
-    for (const Share& share : visibleShares(items, begin, end, region)) {
+    for (const Share& share : visibleShares(items, begin, end, region, target.bounds)) {
         ++counters_.compositedLayers;
         counters_.compositedPixels += share.region.area();
         drawItem(target, items, share.index, share.region);
@@ -277,6 +299,9 @@ void Compositor::drawItem(const Target& target, const Items& items, std::size_t 
         break;
     case SceneItem::Kind::Group:
         drawGroup(target, items, index, region);
+        break;
+    case SceneItem::Kind::Backdrop:
+        drawBackdrop(target, item, region);
         break;
     }
 }
@@ -389,11 +414,18 @@ void Compositor::drawTurnedPreview(const Target& target, const SceneItem& item, 
 void Compositor::drawGroup(const Target& target, const Items& items, std::size_t index, const Region& region)
 {
     const SceneItem& group = items[index];
-    const DisplayRect extent = region.extent();
+    const bool looksBeneath = !isEmpty(group.reach);
+    Region drawn(region);
+    if (looksBeneath)
+        drawn.add(intersection(group.reach, target.bounds));
+    const DisplayRect extent = drawn.extent();
     const std::size_t stride = 4 * static_cast<std::size_t>(extent.width);
     const std::size_t bytes = stride * static_cast<std::size_t>(extent.height);
     std::vector<std::uint8_t> pixels(bytes);
     const Target inside(pixels.data(), stride, extent);
+    if (looksBeneath) // over a copy of what lies beneath the same comes out as over nothing
+        inside.composite(PIXMAN_OP_SRC, target.image.get(), nullptr, extent, extent.x - target.bounds.x,
+            extent.y - target.bounds.y, 0, 0);
     drawRange(inside, items, index + 1, group.end, region);
 
     if (group.mask) {
@@ -414,7 +446,29 @@ void Compositor::drawGroup(const Target& target, const Items& items, std::size_t
     pixman_image_set_clip_region32(inside.image.get(), nullptr);
     const Image opacity(opacityMask(group.opacity));
     target.clip(region);
-    target.composite(PIXMAN_OP_OVER, inside.image.get(), opacity.get(), extent, 0, 0, 0, 0);
+    const auto operation = group.screens ? PIXMAN_OP_SCREEN : PIXMAN_OP_OVER;
+    target.composite(operation, inside.image.get(), opacity.get(), extent, 0, 0, 0, 0);
+}
+
+void Compositor::drawBackdrop(const Target& target, const SceneItem& item, const Region& region)
+{
+    const DisplayRect source = intersection(item.reach, target.bounds);
+    const std::uint8_t* from = target.pixels + static_cast<std::size_t>(source.y - target.bounds.y) * target.stride
+        + 4 * static_cast<std::size_t>(source.x - target.bounds.x);
+    const BlurredPicture picture = blurred(from, target.stride, source.width, source.height, item.blur);
+    const Image image(imageOver(
+        picture.pixels.data(), 4 * static_cast<std::size_t>(picture.width), picture.width, picture.height, false));
+    const double factor = picture.factor;
+    const CGAffineTransform toTarget { factor, 0, 0, factor, static_cast<double>(source.x),
+        static_cast<double>(source.y) };
+    if (!stretch(image.get(), toTarget, true))
+        return;
+    const Image rounding(item.content ? imageOver(*item.content, item.content->whole()) : nullptr);
+    if (rounding.get() && !stretch(rounding.get(), item.toTarget, false))
+        return;
+    target.clip(region);
+    const DisplayRect rect = item.rect;
+    target.composite(PIXMAN_OP_OVER, image.get(), rounding.get(), rect, rect.x, rect.y, rect.x, rect.y);
 }
 
 }

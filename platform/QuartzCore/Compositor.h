@@ -42,7 +42,10 @@ private:
         Region region;
     };
     using Items = std::vector<SceneItem>;
-    static std::vector<Share> visibleShares(const Items& items, std::size_t begin, std::size_t end, Region region);
+    /// `limit`: where there is something to draw on.
+    static std::vector<Share> visibleShares(
+        const Items& items, std::size_t begin, std::size_t end, Region region, DisplayRect limit);
+    void addReaches(Region& region, DisplayRect bounds) const;
     void tellPreviews(const std::vector<Share>& visible);
     Region changes(const std::vector<Share>& visible) const;
     void remember();
@@ -52,6 +55,7 @@ private:
     void drawContent(const Target& target, const SceneItem& item, const Region& region);
     void drawPreview(const Target& target, const SceneItem& item, const Region& region);
     void drawTurnedPreview(const Target& target, const SceneItem& item, const Region& region);
+    void drawBackdrop(const Target& target, const SceneItem& item, const Region& region);
     void drawGroup(const Target& target, const Items& items, std::size_t index, const Region& region);
 
     CADisplayCounters& counters_;

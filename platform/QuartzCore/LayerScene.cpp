@@ -16,7 +16,7 @@ namespace {
 
 constexpr double nothing = 1e-9; // what counts as no difference between two transforms
 
-enum Part { BackgroundPart, PreviewPart, PiecePart, BorderPart = 12, GroupPart = 15, PartCount };
+enum Part { BackgroundPart, PreviewPart, PiecePart, BorderPart = 12, BackdropPart = 14, GroupPart, PartCount };
 
 bool isUpright(const CGAffineTransform& t)
 {
@@ -33,6 +33,15 @@ DisplayRect snapped(CGRect rect)
 {
     const int left = rounded(rect.origin.x), top = rounded(rect.origin.y);
     return { left, top, rounded(CGRectGetMaxX(rect)) - left, rounded(CGRectGetMaxY(rect)) - top };
+}
+
+/// The least rectangle that holds both; an empty one counts for nothing.
+DisplayRect bothOf(DisplayRect a, DisplayRect b)
+{
+    if (isEmpty(a))
+        return b;
+    const int left = std::min(a.x, b.x), top = std::min(a.y, b.y);
+    return { left, top, std::max(a.x + a.width, b.x + b.width) - left, std::max(a.y + a.height, b.y + b.height) - top };
 }
 
 /// All pixels that the rectangle touches, and those that smooth its edges.
@@ -89,6 +98,8 @@ std::uint64_t stateOf(const SceneItem& item, std::uint64_t around)
     hash.add(item.color);
     hash.add(item.content ? item.content->identity() : 0);
     hash.add(item.toTarget);
+    hash.add(item.blur);
+    hash.add(item.screens ? 1 : 0);
     if (item.preview) {
         hash.add(item.preview->rotation);
         hash.add(item.preview->mirrored ? 1 : 0);
@@ -197,11 +208,16 @@ void SceneBuilder::add(const std::shared_ptr<CALayer>& layer, const Surroundings
     place.opacity = 1;
     addInside(layer, *shown, place);
     items_[group].end = items_.size();
+    for (std::size_t i = group + 1; i < items_.size(); ++i)
+        if (!isEmpty(items_[i].reach))
+            items_[group].reach = bothOf(items_[group].reach, items_[i].reach);
 }
 
 bool SceneBuilder::needsGroup(const std::shared_ptr<CALayer>& layer, CALayer& shown, const Place& place) const
 {
-    if (shown.mask())
+    if (shown.mask() || shown.compositingFilter() == kCAFilterScreenBlendMode)
+        return true;
+    if (shown.backdropBlur() > 0 && place.opacity < 1)
         return true;
     const bool hasSublayers = !layer->sublayers().empty();
     const bool cutsRound = shown.masksToBounds() && (place.cornerRadius > 0 || !place.upright);
@@ -220,17 +236,9 @@ std::size_t SceneBuilder::openGroup(const CALayer& shown, const Place& place)
     group.opacity = place.opacity;
     if (shown.masksToBounds()) {
         group.full = place.rect;
-        if (place.cornerRadius > 0 || !place.upright) {
-            const double scale = place.rasterising.scale;
-            const int width = std::max(1, rounded(place.bounds.size.width * scale));
-            const int height = std::max(1, rounded(place.bounds.size.height * scale));
-            group.content = masks_.get(width, height, place.cornerRadius * scale, 0);
-            group.toTarget
-                = CGAffineTransformConcat({ place.bounds.size.width / width, 0, 0, place.bounds.size.height / height,
-                                              place.bounds.origin.x, place.bounds.origin.y },
-                    place.toTarget);
-        }
+        roundOff(group, place);
     }
+    group.screens = shown.compositingFilter() == kCAFilterScreenBlendMode;
     group.rect = intersection(group.full, place.clip);
     if (const auto mask = shown.mask()) {
         SceneBuilder inside(masks_, scale_, false);
@@ -241,8 +249,23 @@ std::size_t SceneBuilder::openGroup(const CALayer& shown, const Place& place)
     return items_.size() - 1;
 }
 
+/// Gives the item the mask of the layer's corners, where it has round ones or lies askew.
+void SceneBuilder::roundOff(SceneItem& item, const Place& place)
+{
+    if (place.cornerRadius <= 0 && place.upright)
+        return;
+    const double scale = place.rasterising.scale;
+    const int width = std::max(1, rounded(place.bounds.size.width * scale));
+    const int height = std::max(1, rounded(place.bounds.size.height * scale));
+    item.content = masks_.get(width, height, place.cornerRadius * scale, 0);
+    item.toTarget = CGAffineTransformConcat({ place.bounds.size.width / width, 0, 0, place.bounds.size.height / height,
+                                                place.bounds.origin.x, place.bounds.origin.y },
+        place.toTarget);
+}
+
 void SceneBuilder::addInside(const std::shared_ptr<CALayer>& layer, CALayer& shown, const Place& place)
 {
+    addBackdrop(shown, place);
     addBackground(shown, place);
     addPreview(layer, place);
     addPieces(shown, place);
@@ -283,6 +306,25 @@ void SceneBuilder::addBackground(const CALayer& shown, const Place& place)
         addSolid(place, place.bounds, *color, BackgroundPart);
     else
         addRounded(place, *color, 0, BackgroundPart);
+}
+
+void SceneBuilder::addBackdrop(const CALayer& shown, const Place& place)
+{
+    if (shown.backdropBlur() <= 0)
+        return;
+    constexpr double deviations = 3; // beyond them nothing is left of the bell curve
+    SceneItem item;
+    item.kind = SceneItem::Kind::Backdrop;
+    item.key = place.identity * PartCount + BackdropPart;
+    item.full = place.rect;
+    item.rect = intersection(place.rect, place.clip);
+    item.blur = shown.backdropBlur() * place.rasterising.scale;
+    const int beyond = static_cast<int>(std::ceil(deviations * item.blur));
+    const DisplayRect r = item.rect;
+    item.reach = { r.x - beyond, r.y - beyond, r.width + 2 * beyond, r.height + 2 * beyond };
+    roundOff(item, place);
+    if (!isEmpty(item.rect))
+        push(std::move(item), place.state);
 }
 
 void SceneBuilder::addBorder(const CALayer& shown, const Place& place)

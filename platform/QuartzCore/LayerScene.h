@@ -18,7 +18,7 @@ class LayerContent;
 
 /// One step of compositing, in pixels of the target. A group's steps follow it, up to its `end`.
 struct SceneItem {
-    enum class Kind { Solid, Content, Preview, Group };
+    enum class Kind { Solid, Content, Preview, Group, Backdrop };
     Kind kind = Kind::Solid;
     std::uint64_t key = 0; ///< of the layer and the part of it; the same in the next frame
     DisplayRect rect; ///< what it may touch, cut by the masks around it
@@ -26,7 +26,7 @@ struct SceneItem {
     double opacity = 1;
     bool opaque = false; ///< covers all of `rect`
     std::optional<CGColor> color; ///< of a solid, of coverage, of a tinted picture
-    std::shared_ptr<const LayerContent> content; ///< of a group: the mask that rounds it
+    std::shared_ptr<const LayerContent> content; ///< of a group and a backdrop: the mask that rounds it
     CGAffineTransform toTarget; ///< from the content's pixels
     bool isMove = false; ///< `toTarget` only moves, by whole pixels
     bool isUpright = true; ///< it keeps rectangles upright
@@ -34,6 +34,9 @@ struct SceneItem {
     std::optional<LayerPreview> preview;
     std::size_t end = 0; ///< of a group: the index behind its last step
     std::shared_ptr<const std::vector<SceneItem>> mask; ///< of a group: what a mask layer shows
+    bool screens = false; ///< of a group: it brightens what lies beneath
+    double blur = 0; ///< of a backdrop: the standard deviation
+    DisplayRect reach; ///< of a backdrop and groups with one: what lies beneath here is looked at
     std::uint64_t state = 0; ///< differs when anything but a preview's frame does
 };
 
@@ -73,6 +76,7 @@ private:
     void add(const std::shared_ptr<CALayer>& layer, const Surroundings& around);
     void addInside(const std::shared_ptr<CALayer>& layer, CALayer& shown, const Place& place);
     void addBackground(const CALayer& shown, const Place& place);
+    void addBackdrop(const CALayer& shown, const Place& place);
     void addPreview(const std::shared_ptr<CALayer>& layer, const Place& place);
     void addPieces(CALayer& shown, const Place& place);
     void addBorder(const CALayer& shown, const Place& place);
@@ -81,6 +85,7 @@ private:
     void addRounded(const Place& place, CGColor color, double border, int part);
     bool needsGroup(const std::shared_ptr<CALayer>& layer, CALayer& shown, const Place& place) const;
     std::size_t openGroup(const CALayer& shown, const Place& place);
+    void roundOff(SceneItem& item, const Place& place);
     void push(SceneItem item, std::uint64_t around);
 
     RoundedMasks& masks_;
