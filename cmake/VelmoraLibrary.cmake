@@ -23,5 +23,5 @@ endfunction()
 function(velmora_warnings name)
   target_compile_options(${name} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
     -Wold-style-cast -Wno-unused-result -Werror
-    $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:-Wno-error=maybe-uninitialized;-Wno-error=restrict>)
+    $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:-Wno-error=maybe-uninitialized;-Wno-restrict>)
 endfunction()
