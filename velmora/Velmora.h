@@ -15,6 +15,9 @@
 #include "velmora/results/QVCaptureLocationInfo.h"
 #include "velmora/results/QVLocationProvider.h"
 #include "velmora/results/QVPhotoCaptureOutput.h"
+#include "velmora/ui/QVCaptureButton.h"
+#include "velmora/ui/QVViewfinderOverlayView.h"
+#include "velmora/ui/QVViewfinderView.h"
 
 #include "platform/AVFoundation/AVCaptureDevice.h"
 #include "platform/AVFoundation/AVCaptureSession.h"
