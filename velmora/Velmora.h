@@ -16,6 +16,7 @@
 #include "velmora/results/QVLocationProvider.h"
 #include "velmora/results/QVPhotoCaptureOutput.h"
 #include "velmora/ui/QVCaptureButton.h"
+#include "velmora/ui/QVSlider.h"
 #include "velmora/ui/QVViewfinderOverlayView.h"
 #include "velmora/ui/QVViewfinderView.h"
 
