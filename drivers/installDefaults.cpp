@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "drivers/installDefaults.h"
 
+#include "platform/AVFoundation/CaptureDriver.h"
+
 #include "drivers/faces/install.h"
 #include "drivers/iio/install.h"
 #include "drivers/media/install.h"
+#include "drivers/openCapture.h"
 #include "drivers/openDisplay.h"
 #include "drivers/places/install.h"
+
+#include <utility>
 
 namespace velmora::drivers {
 
@@ -15,6 +20,25 @@ std::vector<DriverStatus>& statuses()
 {
     static std::vector<DriverStatus> all;
     return all;
+}
+
+/// The first family of cameras that has one, unless the application chose its own before.
+void installCapture()
+{
+    for (const auto& name : captureNames()) {
+        DriverStatus status { name, false, missingForCapture(name) };
+        if (status.install.empty()) {
+            try {
+                auto capture = openCapture(name);
+                status.works = true;
+                if (!CaptureDriver::installed() && capture->defaultDevice(AVMediaTypeVideo))
+                    CaptureDriver::install(std::move(capture));
+            } catch (const NSError&) {
+                status.install = name == "pipewire" ? "pipewire wireplumber" : "";
+            }
+        }
+        statuses().push_back(std::move(status));
+    }
 }
 
 }
@@ -28,6 +52,7 @@ void installDefaults()
     statuses().push_back({ "places", places::install(), "libtimezonemap-data" });
     statuses().push_back({ "faces", faces::install(), "libopencv-objdetect-dev opencv-data, and build again" });
     statuses().push_back({ "iio", iio::install(), {} });
+    installCapture();
     installDisplay({});
 }
 

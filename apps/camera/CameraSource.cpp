@@ -7,9 +7,11 @@
 #include "platform/ImageIO/ImageDecoder.h"
 
 #include "drivers/installDefaults.h"
+#include "drivers/openCapture.h"
 #include "drivers/phone/VirtualPhone.h"
 
 #include <cstdio>
+#include <utility>
 
 #include "apps/camera/Refusal.h"
 
@@ -78,7 +80,8 @@ CameraSource::CameraSource(const Options& options, Need need)
     drivers::installDefaults();
     switch (options.global.driver) {
     case CameraDriver::PipeWire:
-        throw notBuilt("pipewire");
+        plugIn("pipewire", need);
+        return;
     case CameraDriver::V4L2:
         throw notBuilt("v4l2");
     case CameraDriver::Virtual:
@@ -100,6 +103,23 @@ CameraSource::CameraSource(const Options& options, Need need)
 }
 
 CameraSource::~CameraSource() = default;
+
+void CameraSource::plugIn(const std::string& driver, Need need)
+{
+    if (!drivers::missingForCapture(driver).empty())
+        throw notBuilt(driver);
+    std::shared_ptr<CaptureDriver> capture;
+    try {
+        capture = drivers::openCapture(driver);
+    } catch (const NSError& error) {
+        throw Refusal("--camera " + driver + " cannot be used", asClause(error.localizedDescription()),
+            "use --camera virtual, the virtual phone");
+    }
+    if (need == MustBeThere && !capture->defaultDevice(AVMediaTypeVideo))
+        throw Refusal("There is no camera", driver + " was asked and has none",
+            "plug one in, or use --camera virtual, the virtual phone");
+    CaptureDriver::install(std::move(capture));
+}
 
 void CameraSource::plugInVirtualPhone(const Options& options)
 {

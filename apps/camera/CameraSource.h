@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "apps/camera/Options.h"
 
@@ -26,6 +27,7 @@ public:
     bool hasPlace() const { return hasPlace_; }
 
 private:
+    void plugIn(const std::string& driver, Need need);
     void plugInVirtualPhone(const Options& options);
 
     std::unique_ptr<drivers::phone::VirtualPhone> phone_;

@@ -23,6 +23,8 @@ constexpr double firstFrameWithin = 2, nextFrameWithin = 1;
 constexpr int mostStalls = 3;
 constexpr double framesOfStall = 10; // frames that a slow camera may be late
 constexpr double oddestFrameTime = 10; // a frame that tells an older or a later time tells another clock's
+constexpr int mostMisfits = 5; // times that a format is asked for
+constexpr double untilFormatIsFree = 0.03;
 constexpr int framesUntilBelieved = 3; // after a change, of a camera that tells nothing
 
 double clockNow()
@@ -80,10 +82,30 @@ void Camera::tell(std::function<void(const CaptureDeviceEvents&)> call)
     queue_.async([events, call = std::move(call)] { call(*events); });
 }
 
-void Camera::soon(std::function<void()> call)
+void Camera::soon(std::function<void()> call, double seconds)
 {
     soon_.push_back(std::move(call));
-    soonTimer_->once(0);
+    soonTimer_->once(seconds);
+}
+
+bool Camera::fits(CMVideoDimensions got, CMVideoDimensions wanted)
+{
+    if (changing_)
+        return false;
+    if (got == wanted || misfits_ >= mostMisfits) // somebody else uses it, and chose
+        return true;
+    ++misfits_;
+    changing_ = true;
+    soon(
+        [this] {
+            changing_ = false;
+            if (grabbing_)
+                streamStill();
+            else if (const auto problem = restart())
+                tryAgain(problem->localizedDescription());
+        },
+        untilFormatIsFree);
+    return false;
 }
 
 CaptureDeviceDescription Camera::description() const
@@ -263,7 +285,8 @@ void Camera::stopStreaming(const NSError& error)
     stream_.reset();
     newest_.reset();
     format_.reset();
-    grabbing_ = false;
+    grabbing_ = changing_ = false;
+    misfits_ = 0;
     failStills(error);
 }
 
@@ -285,6 +308,7 @@ std::optional<NSError> Camera::restart()
     }
     hadFrame_ = false;
     lastFrame_ = steadySeconds();
+    wantedSize_ = offer->size;
     stream_ = std::make_unique<FrameStream>(*daemon_, *node_, *offer, nearestRate(*offer, wantedRate()),
         FrameStream::Events { [this](const Negotiated& format) { format_ = format; },
             [this](const StreamFrame& frame) { frameArrived(frame); },
@@ -333,6 +357,9 @@ void Camera::frameArrived(const StreamFrame& frame)
     lastFrame_ = steadySeconds();
     hadFrame_ = true;
     stalls_ = 0;
+    if (!fits({ frame.picture.width, frame.picture.height }, wantedSize_))
+        return;
+    misfits_ = 0;
     if (grabbing_)
         grabbed(frame);
     else

@@ -86,6 +86,7 @@ private:
     const Offer* rawOffer() const;
     void takeNewest(const StillPointer& still);
     void beginGrab();
+    void streamStill();
     void grabbed(const StreamFrame& frame);
     void endGrab();
     void grabFailed();
@@ -96,7 +97,10 @@ private:
 
     void tell(std::function<void(const CaptureDeviceEvents&)> call);
     /// Soon, outside the daemon's callbacks: a stream cannot be ended in its own.
-    void soon(std::function<void()> call);
+    void soon(std::function<void()> call, double seconds = 0);
+    /// Whether these frames are of the size that was asked for; otherwise it is asked for once more, a few times, for a
+    /// camera keeps its format until the stream before is quite gone.
+    bool fits(CMVideoDimensions got, CMVideoDimensions wanted);
 
     const std::shared_ptr<Daemon> daemon_;
     const std::shared_ptr<PictureCounters> counters_;
@@ -124,7 +128,9 @@ private:
     std::uint64_t sequence_ = 0, cameraSequence_ = 0;
     bool hadFrame_ = false; // from this stream
     bool newestUsed_ = true; // a still was made of it, or it is older than the settings
-    int stalls_ = 0;
+    int stalls_ = 0, misfits_ = 0;
+    bool changing_ = false; // the format is asked for once more in a moment
+    CMVideoDimensions wantedSize_; // of the stream's frames
     std::deque<StillPointer> waiting_; // for the next frame
     std::deque<StillPointer> grabs_; // for a format of their own; the first is at work
     double grabBegan_ = 0;

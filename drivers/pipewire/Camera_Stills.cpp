@@ -128,10 +128,19 @@ void Camera::beginGrab()
 {
     if (grabbing_ || grabs_.empty() || !node_)
         return;
+    grabbing_ = true;
+    misfits_ = 0;
+    streamStill();
+}
+
+void Camera::streamStill()
+{
+    if (grabs_.empty() || !node_)
+        return;
     const Offer* offer = grabs_.front()->largest ? largestOffer() : rawOffer();
     if (!offer)
         return grabFailed();
-    grabbing_ = true;
+    wantedSize_ = offer->size;
     hadFrame_ = false;
     lastFrame_ = steadySeconds();
     newest_.reset();

@@ -189,6 +189,8 @@ Daemon::Daemon(DaemonWish wish)
     {
         const auto guard = lock();
         retryTimer_ = std::make_unique<LoopTimer>(*this, [this] { retry(); });
+        funeral_ = pw_loop_add_event(
+            loop(), [](void* self, std::uint64_t) { static_cast<Daemon*>(self)->buryAll(); }, this);
         connected = connect();
         answered = connected && waitUntilKnown();
     }
@@ -207,10 +209,15 @@ Daemon::~Daemon()
 
 void Daemon::end()
 {
-    if (thread_ && pw_thread_loop_in_thread(thread_)) {
+    if (!thread_)
+        return;
+    if (pw_thread_loop_in_thread(thread_)) {
         // The last one who knew it let it go on its own thread, which cannot wait for itself.
         events_ = {};
         retryTimer_.reset();
+        buryAll();
+        if (funeral_)
+            pw_loop_destroy_source(loop(), funeral_);
         disconnect();
         std::thread([thread = std::exchange(thread_, nullptr), context = std::exchange(context_, nullptr)] {
             pw_thread_loop_stop(thread);
@@ -219,19 +226,34 @@ void Daemon::end()
         }).detach();
         return;
     }
-    if (thread_) {
-        {
-            const auto guard = lock();
-            events_ = {};
-            retryTimer_.reset();
-            disconnect();
-        }
-        pw_thread_loop_stop(thread_);
-    }
+    pw_thread_loop_stop(thread_);
+    events_ = {};
+    retryTimer_.reset();
+    for (pw_stream* stream : std::exchange(dead_, {}))
+        pw_stream_destroy(stream);
+    if (funeral_)
+        pw_loop_destroy_source(loop(), funeral_);
+    disconnect();
     if (context_)
         pw_context_destroy(std::exchange(context_, nullptr));
-    if (thread_)
-        pw_thread_loop_destroy(std::exchange(thread_, nullptr));
+    pw_thread_loop_destroy(std::exchange(thread_, nullptr));
+}
+
+void Daemon::bury(pw_stream* stream)
+{
+    pw_stream_disconnect(stream);
+    dead_.push_back(stream);
+    pw_loop_signal_event(loop(), funeral_);
+}
+
+/// On the daemon's thread, where an empty call runs all that were left before it.
+void Daemon::buryAll()
+{
+    if (dead_.empty())
+        return;
+    pw_loop_invoke(loop(), nullptr, 0, nullptr, 0, false, nullptr);
+    for (pw_stream* stream : std::exchange(dead_, {}))
+        pw_stream_destroy(stream);
 }
 
 bool Daemon::connect()
@@ -313,6 +335,7 @@ void Daemon::retry()
     if (core_ && enumeration_ < 0) {
         if (events_.lost)
             events_.lost();
+        buryAll();
         disconnect();
     }
     if (core_)

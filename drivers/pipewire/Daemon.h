@@ -93,6 +93,9 @@ public:
     void catchUp();
     bool isConnected() const { return core_ != nullptr; }
     void set(const Node& node, const std::map<std::uint32_t, double>& values);
+    /// Ends a stream that nobody listens to any more. Its data thread may have left calls for the daemon's thread,
+    /// which come before its memory goes.
+    void bury(pw_stream* stream);
     pw_core* core() const { return core_; }
     pw_loop* loop() const { return pw_thread_loop_get_loop(thread_); }
     const DaemonWish& wish() const { return wish_; }
@@ -110,6 +113,7 @@ private:
     void globalAdded(std::uint32_t id, const char* type, const spa_dict* properties);
     void globalRemoved(std::uint32_t id);
     void done(std::uint32_t id, int sequence);
+    void buryAll();
     void failed(std::uint32_t id, int result, const char* message);
     void end();
 
@@ -122,6 +126,8 @@ private:
     std::map<std::uint32_t, std::unique_ptr<Bound>> bound_;
     DaemonEvents events_;
     std::unique_ptr<LoopTimer> retryTimer_;
+    std::vector<pw_stream*> dead_;
+    spa_source* funeral_ = nullptr;
     double lostAt_ = 0; // seconds of the steady clock
     bool givenUp_ = false, usedDescriptor_ = false, restoring_ = false;
     int enumeration_ = 0, enumerationSync_ = 0; // rounds that are left until all is known; below 0: it is lost

@@ -164,7 +164,8 @@ struct FrameStream::Lease {
 };
 
 FrameStream::FrameStream(Daemon& daemon, const Node& node, const Offer& offer, Rate rate, Events events)
-    : properties_(node.properties)
+    : daemon_(daemon)
+    , properties_(node.properties)
     , events_(std::move(events))
     , returns_(std::make_shared<Returns>())
 {
@@ -224,7 +225,7 @@ FrameStream::~FrameStream()
     if (!stream_)
         return;
     spa_hook_remove(&hook_);
-    pw_stream_destroy(stream_);
+    daemon_.bury(stream_);
 }
 
 void FrameStream::chooseBuffers(const spa_pod* format)

@@ -51,6 +51,7 @@ private:
     bool lay(CameraPicture& picture, const pw_buffer& buffer, const Memory& memory) const;
     void takeBack();
 
+    Daemon& daemon_;
     const Properties properties_;
     const Events events_;
     pw_stream* stream_ = nullptr;

@@ -226,7 +226,7 @@ void Microphone::endStream()
     if (!stream_)
         return;
     spa_hook_remove(&hook_);
-    pw_stream_destroy(std::exchange(stream_, nullptr));
+    daemon_->bury(std::exchange(stream_, nullptr));
     channels_ = 0;
 }
 

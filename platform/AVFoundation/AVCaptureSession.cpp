@@ -5,6 +5,7 @@
 #include "platform/AVFoundation/AVCaptureMetadataOutput.h"
 #include "platform/AVFoundation/AVCaptureSessionControlsDelegate.h"
 #include "platform/AVFoundation/AVCaptureVideoPreviewLayer.h"
+#include "platform/AVFoundation/AVError.h"
 #include "platform/AVFoundation/CaptureControlsDriver.h"
 #include "platform/Foundation/NSNotificationCenter.h"
 #include "platform/Foundation/Scheduler.h"
@@ -614,6 +615,10 @@ void AVCaptureSession::deviceInterrupted(const std::optional<NSError>& error)
         const std::lock_guard lock(mutex_);
         interrupted_ = true;
     }
+    const NSError wasInterrupted(AVFoundationErrorDomain, AVErrorSessionWasInterrupted,
+        "The camera was taken away for a while; what was recorded before is in the file.");
+    for (const auto& output : outputs())
+        output->cameraFailed(error.value_or(wasInterrupted));
     post(AVCaptureSessionWasInterruptedNotification, error);
 }
 

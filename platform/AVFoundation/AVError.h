@@ -14,6 +14,7 @@ enum AVError : std::int64_t {
     AVErrorSessionConfigurationChanged = -11806,
     AVErrorDiskFull = -11807,
     AVErrorDeviceNotConnected = -11814,
+    AVErrorSessionWasInterrupted = -11818,
     AVErrorFileAlreadyExists = -11823,
     AVErrorEncoderNotFound = -11834,
 };

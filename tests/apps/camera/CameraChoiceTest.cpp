@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "drivers/pipewire/openPipeWire.h"
+
+#include "tests/support/Require.h"
+
 #include "tests/apps/camera/CameraProgram.h"
 
 namespace velmora::tests {
@@ -27,13 +31,22 @@ TEST_F(CameraChoice, WhoDescribesTheVirtualPhoneGetsItAndIsTold)
 
 TEST_F(CameraChoice, ADriverThatWasNotBuiltIsRefusedWithAdvice)
 {
-    for (const std::string driver : { "pipewire", "v4l2" }) {
-        const auto outcome = run("shoot --camera " + driver);
-        EXPECT_EQ(outcome.status, 1);
-        EXPECT_EQ(outcome.err,
-            "velmora-camera: --camera " + driver
-                + " cannot be used: this program was not built with it; use --camera virtual, the virtual phone.\n");
-    }
+    const auto outcome = run("shoot --camera v4l2");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err,
+        "velmora-camera: --camera v4l2 cannot be used: this program was not built with it; use --camera virtual, the "
+        "virtual phone.\n");
+}
+
+TEST_F(CameraChoice, ADaemonThatDoesNotRunIsRefusedWithAdvice)
+{
+    if (!requirePart("pipewire", drivers::pipewire::isBuilt()))
+        return;
+    const auto outcome = run("shoot --camera pipewire");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err,
+        "velmora-camera: --camera pipewire cannot be used: No PipeWire daemon runs here; start pipewire and "
+        "wireplumber, and try again; use --camera virtual, the virtual phone.\n");
 }
 
 TEST_F(CameraChoice, AnUnknownPhoneIsRefused)

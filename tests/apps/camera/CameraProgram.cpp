@@ -34,8 +34,8 @@ ProgramOutcome CameraProgram::runLine(const std::string& line) const
 {
     const auto errors = path("stderr");
     const Outcome outcome = runCommand("cd '" + folder.path() + "' && export HOME='" + path("home")
-        + "' TZ=Asia/Kathmandu && unset XDG_PICTURES_DIR XDG_CONFIG_HOME && camera='" VELMORA_CAMERA "' && { " + line
-        + "; } 2>'" + errors + "'");
+        + "' TZ=Asia/Kathmandu && unset XDG_PICTURES_DIR XDG_CONFIG_HOME && export PIPEWIRE_RUNTIME_DIR='"
+        + folder.path() + "' && camera='" VELMORA_CAMERA "' && { " + line + "; } 2>'" + errors + "'");
     std::ifstream file(errors);
     return { outcome.status, outcome.output, { std::istreambuf_iterator<char>(file), {} } };
 }

@@ -24,7 +24,8 @@ protected:
 
     std::shared_ptr<CaptureDeviceDriver> camera;
     CaptureSettings settings;
-    Collected<double> effects;
+    const std::shared_ptr<Collected<double>> effectsHeld = std::make_shared<Collected<double>>();
+    Collected<double>& effects = *effectsHeld;
 };
 
 TEST_F(PipeWireControls, TakeEffectAtTheFrameThatIsToldOf)
@@ -33,7 +34,7 @@ TEST_F(PipeWireControls, TakeEffectAtTheFrameThatIsToldOf)
     settings.exposureMode = 3;
     settings.exposureDuration = CMTimeMake(1, 100);
     settings.ISO = 400;
-    camera->apply(settings, "ISO 400", [this](CMTime time) { effects.add(CMTimeGetSeconds(time)); });
+    camera->apply(settings, "ISO 400", [to = effectsHeld](CMTime time) { to->add(CMTimeGetSeconds(time)); });
     ASSERT_TRUE(effects.waitFor(1));
     EXPECT_EQ(heard("Gain"), "Gain 4");
     const double when = effects.all()[0];
@@ -119,7 +120,7 @@ TEST_F(PipeWireControls, WithoutAnyTakeEffectWithinAFewFrames)
 {
     run("none");
     settings.ISO = 400;
-    camera->apply(settings, "ISO 400", [this](CMTime time) { effects.add(CMTimeGetSeconds(time)); });
+    camera->apply(settings, "ISO 400", [to = effectsHeld](CMTime time) { to->add(CMTimeGetSeconds(time)); });
     EXPECT_TRUE(effects.waitFor(1));
 }
 

@@ -106,16 +106,16 @@ protected:
         std::uint32_t format = kCVPixelFormatType_420YpCbCr8BiPlanarFullRange)
     {
         started.push_back(device);
-        return device->start({ format, 0 }, [this](Frame frame) { frames.add(std::move(frame)); });
+        return device->start({ format, 0 }, [to = framesHeld](Frame frame) { to->add(std::move(frame)); });
     }
     /// Its events, by name: "interrupted", "ended", "failed: ...".
     void listen(CaptureDeviceDriver& device)
     {
         CaptureDeviceEvents told;
-        told.interrupted = [this](const std::optional<NSError>&) { events.add("interrupted"); };
-        told.interruptionEnded = [this] { events.add("ended"); };
-        told.failed = [this](const NSError& error) { events.add("failed: " + error.localizedDescription()); };
-        told.readingsChanged = [this](const CaptureReadings& now) { readings.add(now); };
+        told.interrupted = [to = eventsHeld](const std::optional<NSError>&) { to->add("interrupted"); };
+        told.interruptionEnded = [to = eventsHeld] { to->add("ended"); };
+        told.failed = [to = eventsHeld](const NSError& error) { to->add("failed: " + error.localizedDescription()); };
+        told.readingsChanged = [to = readingsHeld](const CaptureReadings& now) { to->add(now); };
         device.setEvents(std::move(told));
     }
 
@@ -124,9 +124,14 @@ protected:
     std::shared_ptr<drivers::pipewire::DaemonCapture> capture;
     std::vector<std::unique_ptr<Child>> cameras;
     std::vector<std::shared_ptr<CaptureDeviceDriver>> started;
-    Collected<Frame> frames;
-    Collected<std::string> events;
-    Collected<CaptureReadings> readings;
+
+    // Held by what is called, which may be later than the test.
+    const std::shared_ptr<Collected<Frame>> framesHeld = std::make_shared<Collected<Frame>>();
+    const std::shared_ptr<Collected<std::string>> eventsHeld = std::make_shared<Collected<std::string>>();
+    const std::shared_ptr<Collected<CaptureReadings>> readingsHeld = std::make_shared<Collected<CaptureReadings>>();
+    Collected<Frame>& frames = *framesHeld;
+    Collected<std::string>& events = *eventsHeld;
+    Collected<CaptureReadings>& readings = *readingsHeld;
 };
 
 inline int lumaOf(const CVPixelBuffer& pixels)

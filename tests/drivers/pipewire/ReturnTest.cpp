@@ -99,18 +99,18 @@ class PipeWireSession : public PipeWireTest {
 protected:
     class Processor : public AVCaptureVideoDataOutputSampleBufferDelegate {
     public:
-        explicit Processor(Collected<Frame>& frames)
-            : frames_(frames)
+        explicit Processor(std::shared_ptr<Collected<Frame>> frames)
+            : frames_(std::move(frames))
         {
         }
         void captureOutput(const std::shared_ptr<AVCaptureOutput>&, const Frame& frame,
             const std::shared_ptr<AVCaptureConnection>&) override
         {
-            frames_.add(frame);
+            frames_->add(frame);
         }
 
     private:
-        Collected<Frame>& frames_;
+        const std::shared_ptr<Collected<Frame>> frames_;
     };
 
     void install()
@@ -121,9 +121,9 @@ protected:
         output = AVCaptureVideoDataOutput::init();
         output->setSampleBufferDelegate(processor, DispatchQueue("frames"));
         session->addOutput(output);
-        const auto note = [this](const char* name, const char* word) {
+        const auto note = [&](const char* name, const char* word) {
             return NSNotificationCenter::defaultCenter().addObserver(
-                name, nullptr, [this, word](const NSNotification&) { events.add(word); });
+                name, nullptr, [to = eventsHeld, word](const NSNotification&) { to->add(word); });
         };
         observations.push_back(note(AVCaptureSessionWasInterruptedNotification, "interrupted"));
         observations.push_back(note(AVCaptureSessionInterruptionEndedNotification, "ended"));
@@ -144,7 +144,7 @@ protected:
 
     std::shared_ptr<AVCaptureSession> session;
     std::shared_ptr<AVCaptureVideoDataOutput> output;
-    std::shared_ptr<Processor> processor = std::make_shared<Processor>(frames);
+    std::shared_ptr<Processor> processor = std::make_shared<Processor>(framesHeld);
     std::vector<Cancellable> observations;
 };
 

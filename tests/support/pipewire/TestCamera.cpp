@@ -5,9 +5,9 @@
 //     TestCamera SOCKET NAME [KEY=VALUE]...
 //
 // Keys: `kind` camera (default) or microphone; `offers` a list of LAYOUT:WIDTHxHEIGHT:RATE[/RATE]...; `controls` plain
-// (default), webcam or none; `stall` the number of frames after which it is silent; `range` full or video; any other
-// key is a property of its node. It writes a line for what happens: "ready", "format ...", "NAME VALUE" for a control
-// that was set.
+// (default), webcam or none; `stall` the number of frames after which it is silent, `unplug` after which it ends;
+// `range` full or video; any other key is a property of its node. It writes a line for what happens: "ready", "format
+// ...", "NAME VALUE" for a control that was set.
 #include <pipewire/pipewire.h>
 #include <spa/param/audio/format-utils.h>
 #include <spa/param/props.h>
@@ -404,6 +404,8 @@ void Device::process()
     ++sequence_;
     const std::string stall = option("stall", "");
     const bool silent = !stall.empty() && sequence_ > std::stoul(stall);
+    if (sequence_ > std::stoul(option("unplug", "1000000000")))
+        return static_cast<void>(pw_main_loop_quit(loop_));
     if (!buffer)
         return; // nobody gives any back: the frame is lost
     fill(*buffer);

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/support/PipeWireDaemon.h"
+#include "tests/support/Require.h"
+#include "tests/support/Subprocess.h"
+
+#include <memory>
+#include <string>
+
+#include "tests/apps/camera/CameraProgram.h"
+
+namespace velmora::tests {
+
+using testing::HasSubstr;
+
+/// A daemon with one camera that a test publishes, for the program as a person runs it.
+class RealCamera : public CameraProgram {
+protected:
+    void SetUp() override
+    {
+        if (!PipeWireDaemon::isHere())
+            return;
+        daemon = std::make_unique<PipeWireDaemon>();
+        camera = daemon->camera("test-camera",
+            { "offers=NV12:640x480:30 NV12:1280x960:15", "api.libcamera.location=back", "velmora.rotation=90" });
+    }
+    ProgramOutcome runThere(const std::string& arguments) const
+    {
+        return run(arguments, "PIPEWIRE_RUNTIME_DIR='" + daemon->folder().path() + "'");
+    }
+
+    std::unique_ptr<PipeWireDaemon> daemon;
+    std::unique_ptr<Child> camera;
+};
+
+TEST_F(RealCamera, ShootsTwentyPhotosInItsLargestFormat)
+{
+    const auto outcome = runThere("--camera pipewire --json --quiet shoot --count 20 --out photos");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const auto json = outcome.json();
+    EXPECT_EQ(json["driver"], "pipewire");
+    EXPECT_EQ(json["camera"], "test-camera");
+    ASSERT_EQ(json["photos"].size(), 20U);
+    for (const auto& photo : json["photos"])
+        EXPECT_EQ(photo["width"].get<int>() * photo["height"].get<int>(), 1280 * 960);
+    EXPECT_EQ(filesIn("photos").size(), 20U);
+}
+
+TEST_F(RealCamera, IsFoundWithoutBeingNamed)
+{
+    const auto outcome = runThere("--json --quiet shoot --out photos");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.json()["driver"], "pipewire");
+}
+
+TEST_F(RealCamera, TakesTheSettingsOfTheCommandLine)
+{
+    const auto outcome = runThere("--camera pipewire --json --quiet shoot --out photos --iso 300 --shutter 1/50");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.json()["photos"][0]["iso"], 300);
+    EXPECT_NEAR(outcome.json()["photos"][0]["exposureSeconds"].get<double>(), 0.02, 1e-4);
+}
+
+TEST_F(RealCamera, IsListedWithItsDriver)
+{
+    const auto outcome = runThere("--camera pipewire devices");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out,
+        HasSubstr("test-camera: back wide (test-camera)\n"
+                  "  640 x 480, stills 1280 x 960, 30 to 30 fps, ISO 100 to 1600, 1/50000 s to 1 s"));
+    EXPECT_THAT(outcome.out, HasSubstr("driver pipewire: works\n"));
+}
+
+TEST_F(RealCamera, CountsItsFrames)
+{
+    const auto outcome = runThere("--camera pipewire --json --quiet frames --count 30");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_GE(outcome.json()["delivered"].get<int>(), 30);
+    EXPECT_EQ(outcome.json()["dropped"], 0);
+}
+
+TEST_F(RealCamera, RecordsAMovieWithSound)
+{
+    if (!requireTool("ffprobe"))
+        return;
+    const auto microphone = daemon->microphone("test-microphone");
+    const auto outcome = runThere("--camera pipewire --json --quiet record --seconds 3 --audio --out movies");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const auto probed = runCommand("ffprobe -v error -count_frames -show_entries "
+                                   "stream=codec_type,nb_read_frames,duration -of json '"
+        + outcome.json()["movie"].get<std::string>() + "'");
+    const auto streams = nlohmann::json::parse(probed.output)["streams"];
+    ASSERT_EQ(streams.size(), 2U);
+    for (const auto& stream : streams) {
+        EXPECT_NEAR(std::stod(stream["duration"].get<std::string>()), 3, 0.3);
+        if (stream["codec_type"] == "video") {
+            EXPECT_NEAR(std::stoi(stream["nb_read_frames"].get<std::string>()), 90, 6);
+        }
+    }
+}
+
+TEST_F(RealCamera, ThatIsUnpluggedWhileItRecordsLeavesAMovieAndAnError)
+{
+    if (!requireTool("ffprobe"))
+        return;
+    camera = daemon->camera("test-camera", { "offers=NV12:640x480:30", "unplug=60" });
+    const auto outcome = runThere("--camera pipewire --json --quiet record --seconds 30 --out movies");
+    EXPECT_EQ(outcome.status, 1);
+    const auto json = outcome.json();
+    EXPECT_EQ(json["stopped"], "unplugged");
+    const auto probed = runCommand("ffprobe -v error -count_frames -show_entries stream=nb_read_frames -of "
+                                   "default=nw=1:nk=1 '"
+        + json["movie"].get<std::string>() + "'");
+    EXPECT_GT(std::stoi(probed.output), 20);
+}
+
+}
