@@ -13,6 +13,7 @@
 #include "platform/UIKit/UIApplication.h"
 
 #include "drivers/phone/PhoneCapture.h"
+#include "drivers/phone/PhoneButtons.h"
 #include "drivers/phone/PhoneControls.h"
 #include "drivers/phone/PhoneGeocoder.h"
 #include "drivers/phone/PhoneLocation.h"
@@ -158,6 +159,8 @@ struct VirtualPhone::Parts {
     Installation<GeocodingDriver> geocoderInstalled { geocoder };
     Installation<PhotoStore> photosInstalled { photos };
     Installation<CaptureControlsDriver> controlsInstalled { controls };
+    std::shared_ptr<PhoneButtons> buttons = std::make_shared<PhoneButtons>();
+    Installation<CaptureButtonDriver> buttonsInstalled { buttons };
     std::vector<JournalEntry> journalShown;
 };
 
@@ -319,6 +322,11 @@ void VirtualPhone::breakSession(NSError error)
 void VirtualPhone::selectControl(std::size_t control, std::int64_t index)
 {
     parts_->controls->select(control, index);
+}
+
+void VirtualPhone::pressButton(int phase)
+{
+    parts_->buttons->press(phase);
 }
 
 void VirtualPhone::showControls(bool active, bool fullScreen)

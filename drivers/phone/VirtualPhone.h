@@ -88,6 +88,8 @@ public:
     void selectControl(std::size_t control, std::int64_t index);
     /// A person takes the camera button in hand, and lets it go; the session hears what that changes.
     void showControls(bool active, bool fullScreen);
+    /// The camera key, at a phase: 0 pressed, 1 released, 2 let go of before it was pressed all the way.
+    void pressButton(int phase);
 
     /// The application's three notifications, on the calling thread: the main one.
     void resignActive();

@@ -274,6 +274,23 @@ void UIApplication::handleKey(const DisplayKey& key)
         receiver->pressEnded(press);
 }
 
+Cancellable UIApplication::addPressHandler(std::function<void(const UIPress&)> handler)
+{
+    const auto token = ++lastPressHandler_;
+    pressHandlers_[token] = std::move(handler);
+    return Cancellable([weak = weakFromThis(*this), token] {
+        if (const auto self = weak.lock())
+            self->pressHandlers_.erase(token);
+    });
+}
+
+void UIApplication::tellPressHandlers(const UIPress& press)
+{
+    for (const auto& [token, handler] : std::map(pressHandlers_)) // a handler may add and end others
+        if (pressHandlers_.contains(token))
+            handler(press);
+}
+
 bool UIApplication::sendAction(const std::string& action, const std::shared_ptr<NSObject>& target,
     const std::shared_ptr<NSObject>& sender, const std::shared_ptr<UIEvent>& event)
 {

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -64,6 +65,10 @@ public:
     void handleTouch(const DisplayTouch& touch);
     /// Goes to the first responder, else to the key window.
     void handleKey(const DisplayKey& key);
+    /// Hears of keys that no responder has kept to itself.
+    [[nodiscard]] Cancellable addPressHandler(std::function<void(const UIPress&)> handler);
+    void pressBegan(const UIPress& press) override { tellPressHandlers(press); }
+    void pressEnded(const UIPress& press) override { tellPressHandlers(press); }
     /// Hands an event to the windows of its touches.
     virtual void sendEvent(const std::shared_ptr<UIEvent>& event);
     /// Fingers that come down meanwhile are nobody's. In pairs.
@@ -90,6 +95,7 @@ protected:
     void didConstruct() override;
 
 private:
+    void tellPressHandlers(const UIPress& press);
     void joinDisplay();
     void displayChanged(const DisplayMode& mode);
     void beginTouch(const DisplayTouch& from);
@@ -107,6 +113,8 @@ private:
     std::shared_ptr<UITouch> lastTouch_; // the one that ended last, for counting taps
     int ignoring_ = 0;
     std::function<void()> closeHandler_;
+    std::map<std::uint64_t, std::function<void(const UIPress&)>> pressHandlers_; // in the order of adding
+    std::uint64_t lastPressHandler_ = 0;
     std::vector<Cancellable> observations_;
 };
 

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "velmora/capture/QVHardwareButtons.h"
 
+#include "platform/AVFoundation/AVCaptureEventInteraction.h"
 #include "platform/AVFoundation/AVCaptureSession.h"
+#include "platform/Foundation/SystemVersion.h"
+#include "platform/UIKit/UIColor.h"
 
 namespace velmora {
 
@@ -56,6 +59,30 @@ void QVHardwareButtons::CameraButtonDelegate::sessionControlsWillExitFullscreenA
 void QVHardwareButtons::CameraButtonDelegate::sessionControlsDidBecomeInactive(const std::shared_ptr<AVCaptureSession>&)
 {
     call(controlsBecameInactive);
+}
+
+std::shared_ptr<UIView> QVHardwareButtons::InteractionView::makeUIView() const
+{
+    const auto view = make<UIView>();
+    view->setBackgroundColor(UIColor::clearColor());
+    view->addInteraction(AVCaptureEventInteraction::initWithEventHandler(
+        [action = action_](const std::shared_ptr<AVCaptureEvent>& event) {
+            if (event->phase() == AVCaptureEventPhaseEnded && action)
+                action();
+        }));
+    return view;
+}
+
+AnyView QVHardwareButtons::Modifier::body(const AnyView& content) const
+{
+    constexpr SystemVersion firstWithButtons { 17, 2 };
+    const bool hasButtons = SystemVersion::current() >= firstWithButtons;
+    return content.background(hasButtons ? AnyView(InteractionView(action_)) : AnyView(), Alignment::Center);
+}
+
+AnyView captureHardwareButtons(const AnyView& view, std::function<void()> action)
+{
+    return view.modifier(QVHardwareButtons::Modifier(std::move(action)));
 }
 
 }

@@ -4,9 +4,12 @@
 #include "velmora/capture/QVCameraButtonControlsDelegate.h"
 
 #include "platform/Foundation/NSObject.h"
+#include "platform/SwiftUI/View.h"
 
 #include <cstdint>
 #include <functional>
+#include <memory>
+#include <utility>
 
 namespace velmora {
 
@@ -15,6 +18,8 @@ struct VELMORA_EXPORT QVHardwareButtons {
     QVHardwareButtons() = delete;
 
     class CameraButtonDelegate;
+    class InteractionView;
+    class Modifier;
 };
 
 /// Hands each callback of a capture control to a function; empty ones are skipped. Set the functions before the
@@ -34,5 +39,35 @@ public:
     void sessionControlsWillExitFullscreenAppearance(const std::shared_ptr<AVCaptureSession>& session) override;
     void sessionControlsDidBecomeInactive(const std::shared_ptr<AVCaptureSession>& session) override;
 };
+
+/// A clear view that calls its action on the main thread each time a button that takes pictures is released.
+class VELMORA_EXPORT QVHardwareButtons::InteractionView {
+public:
+    explicit InteractionView(std::function<void()> action)
+        : action_(std::move(action))
+    {
+    }
+    std::shared_ptr<UIView> makeUIView() const;
+    void updateUIView(const std::shared_ptr<UIView>&) const { }
+
+private:
+    std::function<void()> action_;
+};
+
+/// Puts an InteractionView behind a view, from system version 17.2 on; before, nothing.
+class VELMORA_EXPORT QVHardwareButtons::Modifier {
+public:
+    explicit Modifier(std::function<void()> action)
+        : action_(std::move(action))
+    {
+    }
+    AnyView body(const AnyView& content) const;
+
+private:
+    std::function<void()> action_;
+};
+
+/// The view with an action for the buttons that take pictures, while it is on the screen.
+VELMORA_EXPORT AnyView captureHardwareButtons(const AnyView& view, std::function<void()> action);
 
 }
