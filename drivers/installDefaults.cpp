@@ -8,6 +8,7 @@
 #include "drivers/media/install.h"
 #include "drivers/openCapture.h"
 #include "drivers/openDisplay.h"
+#include "drivers/photos/install.h"
 #include "drivers/places/install.h"
 
 #include <utility>
@@ -52,6 +53,7 @@ void installDefaults()
     statuses().push_back({ "places", places::install(), "libtimezonemap-data" });
     statuses().push_back({ "faces", faces::install(), "libopencv-objdetect-dev opencv-data, and build again" });
     statuses().push_back({ "iio", iio::install(), {} });
+    statuses().push_back({ "photos", photos::install(), {} });
     installCapture();
     installDisplay({});
 }
