@@ -7,16 +7,13 @@
 
 #include "platform/AVFoundation/AVCaptureDevice.h"
 #include "platform/AVFoundation/CaptureDriver.h"
-#include "platform/Foundation/NSURL.h"
-#include "platform/ImageIO/ImageMetadata.h"
-
-#include <unistd.h>
 
 #include <chrono>
 #include <optional>
 
 #include "apps/camera/OpenCamera.h"
 #include "apps/camera/Refusal.h"
+#include "apps/camera/storePhoto.h"
 
 namespace velmora::camera {
 
@@ -48,32 +45,6 @@ std::optional<double> numberIn(const ArchiveDictionary& dictionary, const char* 
         list && *list && !(*list)->values().empty())
         return valueIn<double>({ { key, (*list)->values().front() } }, key);
     return valueIn<double>(dictionary, key);
-}
-
-/// The file with the place in it; a photo without its place is better than none.
-std::shared_ptr<NSData> withPlace(const std::shared_ptr<NSData>& data, const QVPhotoCaptureOutput& photo)
-{
-    const auto info = photo.locationInfo();
-    if (!data || !info)
-        return data;
-    try {
-        return imageDataByAddingLocation(*data, *info->location(), info->placemark().get());
-    } catch (const NSError& error) {
-        NSLog("The place is not written into the photo: %@", error.localizedDescription());
-        return data;
-    }
-}
-
-std::vector<PhotoFile> filesOf(const QVPhotoCaptureOutput& photo)
-{
-    std::vector<PhotoFile> files;
-    if (photo.jpgImageData())
-        files.push_back({ ".jpg", photo.jpgImageData()->bytes(), {} });
-    if (photo.dngImageData())
-        files.push_back({ ".dng", photo.dngImageData()->bytes(), {} });
-    if (photo.livePhotoMovieURL())
-        files.push_back({ ".mov", {}, photo.livePhotoMovieURL()->path() });
-    return files;
 }
 
 PhotoReport reportOf(const QVPhotoCaptureOutput& photo)
@@ -180,16 +151,12 @@ void ShootCommand::store(const Shot& shot)
 {
     auto& photo = *shot.photo;
     auto report = reportOf(photo);
-    photo.setJpgImageData(withPlace(photo.jpgImageData(), photo));
-    photo.setDngImageData(withPlace(photo.dngImageData(), photo));
-    for (const auto& path : folder_.store(photoNameForDate(report.secondsSince1970), filesOf(photo))) {
+    for (const auto& path : storePhoto(folder_, photo)) {
         report.bytes += std::filesystem::file_size(path);
         (path.extension() == ".jpg" ? report.jpg : path.extension() == ".dng" ? report.dng : report.movie) = path;
     }
     report.milliseconds = { millisecondsAt(shot.request), millisecondsAt(shot.exposure), millisecondsAt(shot.data),
         millisecondsAt(std::chrono::steady_clock::now()) };
-    if (const auto movie = photo.livePhotoMovieURL())
-        unlink(movie->path().c_str());
     report_.add(report);
 }
 
