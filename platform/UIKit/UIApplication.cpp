@@ -5,10 +5,15 @@
 #include "platform/Foundation/ProcessState.h"
 #include "platform/QuartzCore/CADisplay.h"
 #include "platform/UIKit/UIScreen.h"
+#include "platform/UIKit/UITraitCollection.h"
+#include "platform/UIKit/UIViewControllerTransitionCoordinator.h"
 #include "platform/UIKit/UIWindow.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <numbers>
+#include <span>
 #include <utility>
 
 namespace velmora {
@@ -170,11 +175,103 @@ void UIApplication::joinDisplay()
     display_->setEventHandlers(std::move(events));
 }
 
-/// Windows stay as large as the screen.
-void UIApplication::displayChanged(const DisplayMode&)
+namespace {
+
+bool isLandscape(UIInterfaceOrientation orientation)
 {
-    for (const auto& window : windows())
-        window->setFrame(UIScreen::mainScreen()->bounds());
+    return orientation == UIInterfaceOrientationLandscapeLeft || orientation == UIInterfaceOrientationLandscapeRight;
+}
+
+/// From an upright interface, clockwise as it is seen on the display.
+double angleOf(UIInterfaceOrientation orientation)
+{
+    switch (orientation) {
+    case UIInterfaceOrientationPortraitUpsideDown:
+        return std::numbers::pi;
+    case UIInterfaceOrientationLandscapeRight:
+        return std::numbers::pi / 2;
+    case UIInterfaceOrientationLandscapeLeft:
+        return -std::numbers::pi / 2;
+    case UIInterfaceOrientationPortrait:
+    case UIInterfaceOrientationUnknown:
+        break;
+    }
+    return 0;
+}
+
+std::shared_ptr<UIViewController> topmostOf(const std::shared_ptr<UIWindow>& window)
+{
+    auto controller = window ? window->rootViewController() : nullptr;
+    while (controller && controller->presentedViewController()
+        && !controller->presentedViewController()->isBeingDismissed())
+        controller = controller->presentedViewController();
+    return controller;
+}
+
+}
+
+/// Another size of the display is no turn of it: the interface stands as it is broad.
+void UIApplication::displayChanged(const DisplayMode& mode)
+{
+    orientation_ = mode.width > mode.height ? UIInterfaceOrientationLandscapeRight : UIInterfaceOrientationPortrait;
+    resize(0, UIScreen::mainScreen()->bounds().size, 0);
+}
+
+bool UIApplication::turnTo(UIInterfaceOrientation orientation)
+{
+    constexpr double turnDuration = 0.3; // seconds
+    if (orientation == orientation_)
+        return true;
+    const auto top = topmostOf(keyWindow());
+    const auto bit = static_cast<UIInterfaceOrientationMask>(std::uint64_t { 1 } << orientation);
+    if (top && (!top->shouldAutorotate() || !contains(top->supportedInterfaceOrientations(), bit)))
+        return false;
+    orientation_ = orientation;
+    CGSize size = UIScreen::mainScreen()->bounds().size;
+    if (isLandscape(orientation))
+        std::swap(size.width, size.height);
+    resize(angleOf(orientation), size, turnDuration);
+    return true;
+}
+
+void UIApplication::resize(double angle, CGSize size, double duration)
+{
+    const CGRect screen = UIScreen::mainScreen()->bounds();
+    for (const auto& window : windows()) {
+        const auto root = window->rootViewController();
+        const auto before = root ? root->traitCollection() : nullptr;
+        const auto coordinator = make<UIViewControllerTransitionCoordinator>(duration, root, root, window);
+        if (root)
+            root->viewWillTransitionToSize(size, coordinator);
+        const auto place = [&] {
+            window->setTransform(angle == 0 ? CGAffineTransformIdentity : CGAffineTransformMakeRotation(angle));
+            window->setBounds({ {}, size });
+            window->setCenter({ CGRectGetMidX(screen), CGRectGetMidY(screen) });
+            window->layoutIfNeeded();
+        };
+        if (duration > 0) {
+            UIView::animateWithDuration(duration, place, [coordinator](bool) { coordinator->end(true); });
+            coordinator->begin();
+        } else {
+            place();
+            coordinator->begin();
+            coordinator->end(true);
+        }
+        if (root && !root->traitCollection()->isEqual(before.get()))
+            root->tellTraits(before);
+    }
+}
+
+void UIApplication::updateStatusBar()
+{
+    auto controller = topmostOf(keyWindow());
+    if (!controller)
+        return;
+    while (const auto child = controller->childViewControllerForStatusBarHidden())
+        controller = child;
+    const bool hidden = controller->prefersStatusBarHidden();
+    if (std::exchange(statusBarHidden_, hidden) != hidden)
+        statusBarAnimation_ = controller->preferredStatusBarUpdateAnimation();
 }
 
 void UIApplication::endIgnoringInteractionEvents()

@@ -5,6 +5,7 @@
 #include "platform/QuartzCore/DisplayDriver.h"
 #include "platform/UIKit/UIOrientation.h"
 #include "platform/UIKit/UIResponder.h"
+#include "platform/UIKit/UIViewController.h"
 
 #include <cstdint>
 #include <functional>
@@ -57,9 +58,15 @@ public:
     std::vector<std::shared_ptr<UIWindow>> windows() const; ///< those that are shown, from the back to the front
     std::shared_ptr<UIWindow> keyWindow() const { return keyWindow_.lock(); }
 
-    /// How the interface stands: what the last layout was for.
+    /// How the interface stands.
     UIInterfaceOrientation statusBarOrientation() const { return orientation_; }
-    void setStatusBarOrientation(UIInterfaceOrientation orientation) { orientation_ = orientation; }
+    /// The device was turned: the windows turn upon the display, animated, where the topmost controller of the key
+    /// window supports it. Answers whether they stand so now.
+    bool turnTo(UIInterfaceOrientation orientation);
+    /// What the topmost controller of the key window wants. Nothing of ours draws a status bar.
+    bool isStatusBarHidden() const { return statusBarHidden_; }
+    UIStatusBarAnimation statusBarAnimation() const { return statusBarAnimation_; } ///< of the last change
+    void updateStatusBar();
 
     /// A finger on the main screen; the display's own touches come here.
     void handleTouch(const DisplayTouch& touch);
@@ -99,6 +106,7 @@ private:
     void joinDisplay();
     void displayChanged(const DisplayMode& mode);
     void beginTouch(const DisplayTouch& from);
+    void resize(double angle, CGSize size, double duration);
     std::int64_t tapCountOf(const UITouch& touch) const;
     void send(const std::shared_ptr<UITouch>& changed);
     CGPoint inWindow(const UIWindow& window, CGPoint onDisplay) const;
@@ -111,6 +119,8 @@ private:
     std::shared_ptr<CADisplay> display_;
     UITouches touches_; // those that are down
     std::shared_ptr<UITouch> lastTouch_; // the one that ended last, for counting taps
+    bool statusBarHidden_ = false;
+    UIStatusBarAnimation statusBarAnimation_ = UIStatusBarAnimationNone;
     int ignoring_ = 0;
     std::function<void()> closeHandler_;
     std::map<std::uint64_t, std::function<void(const UIPress&)>> pressHandlers_; // in the order of adding

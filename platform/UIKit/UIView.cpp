@@ -3,13 +3,17 @@
 
 #include "platform/CoreGraphics/CGContext.h"
 #include "platform/CoreGraphics/CGImage.h"
+#include "platform/UIKit/ConstraintSolver.h"
 #include "platform/UIKit/InterfaceValues.h"
+#include "platform/UIKit/NSLayoutConstraint.h"
 #include "platform/UIKit/UIColor.h"
 #include "platform/UIKit/UIGestureRecognizer.h"
 #include "platform/UIKit/UIGraphics.h"
 #include "platform/UIKit/UIInteraction.h"
+#include "platform/UIKit/UILayoutGuide.h"
 #include "platform/UIKit/UIScreen.h"
 #include "platform/UIKit/UITraitCollection.h"
+#include "platform/UIKit/UIViewController.h"
 #include "platform/UIKit/UIWindow.h"
 
 #include <algorithm>
@@ -123,7 +127,11 @@ const ClassInfo& UIView::staticClass()
         method<&UIView::layoutIfNeeded>("layoutIfNeeded"), method<&UIView::layoutSubviews>("layoutSubviews"),
         method<&UIView::sizeThatFits>("sizeThatFits:"), method<&UIView::sizeToFit>("sizeToFit"),
         method<&UIView::intrinsicContentSize>("intrinsicContentSize"),
-        method<&UIView::safeAreaInsets>("safeAreaInsets"),
+        method<&UIView::translatesAutoresizingMaskIntoConstraints>("translatesAutoresizingMaskIntoConstraints"),
+        method<&UIView::setTranslatesAutoresizingMaskIntoConstraints>("setTranslatesAutoresizingMaskIntoConstraints:"),
+        method<&UIView::constraints>("constraints"), method<&UIView::addConstraint>("addConstraint:"),
+        method<&UIView::addConstraints>("addConstraints:"), method<&UIView::removeConstraint>("removeConstraint:"),
+        method<&UIView::safeAreaLayoutGuide>("safeAreaLayoutGuide"), method<&UIView::safeAreaInsets>("safeAreaInsets"),
         method<&UIView::safeAreaInsetsDidChange>("safeAreaInsetsDidChange"),
         method<&UIView::traitCollection>("traitCollection"), method<&UIView::setNeedsDisplay>("setNeedsDisplay"),
         method<&UIView::drawRect>("drawRect:"), method<&UIView::displayLayer>("displayLayer:"),
@@ -189,6 +197,7 @@ void UIView::setFrame(CGRect frame)
     const CGSize before = bounds().size;
     layer()->setFrame(frame);
     sizeChanged(before);
+    moved();
 }
 
 void UIView::setBounds(CGRect bounds)
@@ -196,11 +205,13 @@ void UIView::setBounds(CGRect bounds)
     const CGSize before = layer()->bounds().size;
     layer()->setBounds(bounds);
     sizeChanged(before);
+    moved();
 }
 
 void UIView::setCenter(CGPoint center)
 {
     layer()->setPosition(center);
+    moved();
 }
 
 void UIView::setTransform(const CGAffineTransform& transform)
@@ -277,7 +288,7 @@ Span resized(Span span, double before, double after, bool startGives, bool lengt
 void UIView::autoresize(CGSize before, CGSize after)
 {
     const auto mask = autoresizingMask_;
-    if (mask == UIViewAutoresizingNone)
+    if (mask == UIViewAutoresizingNone || !translatesMask_)
         return;
     // Turned views keep their turn: what gives way is the rectangle that they have without it.
     const CGSize size = bounds().size;
@@ -308,25 +319,104 @@ void UIView::sizeToFit()
 
 void UIView::layoutSublayersOfLayer(const std::shared_ptr<CALayer>&)
 {
+    const auto controller = viewController();
+    if (controller)
+        controller->viewWillLayoutSubviews();
+    solveConstraints(*this);
     layoutSubviews();
+    if (controller)
+        controller->viewDidLayoutSubviews();
 }
 
-UIEdgeInsets UIView::safeAreaInsets() const
+void UIView::setTranslatesAutoresizingMaskIntoConstraints(bool translates)
 {
-    const auto window = this->window();
-    if (!window)
-        return UIEdgeInsetsZero;
-    const CGRect safe = UIEdgeInsetsInsetRect(window->bounds(), window->screenInsets());
-    const CGRect here = convertRectToView(bounds(), window);
-    const auto covered = [](double points, double most) { return std::clamp(points, 0.0, std::max(0.0, most)); };
-    return { covered(CGRectGetMinY(safe) - CGRectGetMinY(here), here.size.height),
-        covered(CGRectGetMinX(safe) - CGRectGetMinX(here), here.size.width),
-        covered(CGRectGetMaxY(here) - CGRectGetMaxY(safe), here.size.height),
-        covered(CGRectGetMaxX(here) - CGRectGetMaxX(safe), here.size.width) };
+    translatesMask_ = translates;
+    if (const auto above = superview())
+        above->setNeedsLayout();
+}
+
+void UIView::addConstraint(const std::shared_ptr<NSLayoutConstraint>& constraint)
+{
+    if (!constraint || constraint->isActive())
+        return;
+    constraints_.push_back(constraint);
+    constraint->setHost(weakFromThis(*this));
+    // A size alone is held by its view and solved outside it.
+    for (auto view = sharedFromThis(*this); view; view = view->superview())
+        view->setNeedsLayout();
+}
+
+void UIView::addConstraints(const std::vector<std::shared_ptr<NSLayoutConstraint>>& constraints)
+{
+    for (const auto& constraint : constraints)
+        addConstraint(constraint);
+}
+
+void UIView::removeConstraint(const std::shared_ptr<NSLayoutConstraint>& constraint)
+{
+    if (std::erase(constraints_, constraint) == 0)
+        return;
+    constraint->setHost({});
+    setNeedsLayout();
+}
+
+std::shared_ptr<UILayoutGuide> UIView::safeAreaLayoutGuide()
+{
+    if (!safeAreaGuide_)
+        safeAreaGuide_ = make<UILayoutGuide>(weakFromThis(*this));
+    return safeAreaGuide_;
+}
+
+void UIView::moved()
+{
+    if (const auto above = superview();
+        above && (above->safeArea_ != UIEdgeInsetsZero || safeArea_ != UIEdgeInsetsZero))
+        updateSafeArea();
+}
+
+UIEdgeInsets UIView::findSafeArea() const
+{
+    UIEdgeInsets found;
+    if (const auto* window = dynamic_cast<const UIWindow*>(this)) {
+        found = window->screenInsets();
+    } else if (const auto above = superview(); above && above->safeArea_ != UIEdgeInsetsZero) {
+        const UIEdgeInsets outer = above->safeArea_;
+        const CGRect around = above->bounds(), here = convertRectToView(bounds(), above);
+        const auto covered = [](double outside, double points, double most) {
+            return outside > 0 ? std::clamp(points, 0.0, std::max(0.0, most)) : 0;
+        };
+        found.top = covered(outer.top, CGRectGetMinY(around) + outer.top - CGRectGetMinY(here), here.size.height);
+        found.left = covered(outer.left, CGRectGetMinX(around) + outer.left - CGRectGetMinX(here), here.size.width);
+        found.bottom
+            = covered(outer.bottom, CGRectGetMaxY(here) - CGRectGetMaxY(around) + outer.bottom, here.size.height);
+        found.right = covered(outer.right, CGRectGetMaxX(here) - CGRectGetMaxX(around) + outer.right, here.size.width);
+    }
+    if (const auto controller = viewController()) {
+        const UIEdgeInsets more = controller->additionalSafeAreaInsets();
+        found = { found.top + more.top, found.left + more.left, found.bottom + more.bottom, found.right + more.right };
+    }
+    return found;
+}
+
+void UIView::updateSafeArea()
+{
+    const UIEdgeInsets before = std::exchange(safeArea_, findSafeArea());
+    const auto views = subviews_;
+    for (const auto& view : views)
+        view->updateSafeArea();
+    if (before == safeArea_)
+        return;
+    setNeedsLayout();
+    safeAreaInsetsDidChange();
+    if (const auto controller = viewController())
+        controller->viewSafeAreaInsetsDidChange();
 }
 
 std::shared_ptr<UITraitCollection> UIView::traitCollection() const
 {
+    for (auto each = sharedFromThis(const_cast<UIView&>(*this)); each; each = each->superview()) // only read
+        if (const auto controller = each->viewController())
+            return controller->traitCollection();
     const auto window = this->window();
     const auto screen = UIScreen::mainScreen();
     const CGSize size = window ? window->bounds().size : screen->bounds().size;
@@ -414,6 +504,8 @@ void UIView::removeInteraction(const std::shared_ptr<UIInteraction>& interaction
 
 std::shared_ptr<UIResponder> UIView::nextResponder() const
 {
+    if (auto controller = viewController())
+        return controller;
     return superview();
 }
 

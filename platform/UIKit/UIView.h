@@ -17,10 +17,13 @@
 
 namespace velmora {
 
+class NSLayoutConstraint;
 class UIColor;
 class UIGestureRecognizer;
 class UIInteraction;
+class UILayoutGuide;
 class UITraitCollection;
+class UIViewController;
 class UIWindow;
 
 /// How a view's content fills it.
@@ -149,8 +152,16 @@ public:
     /// Negative where the content says nothing.
     virtual CGSize intrinsicContentSize() const { return { UIViewNoIntrinsicMetric, UIViewNoIntrinsicMetric }; }
     static constexpr double UIViewNoIntrinsicMetric = -1;
+    /// False lets constraints place the view instead of its frame and its mask; true at first.
+    bool translatesAutoresizingMaskIntoConstraints() const { return translatesMask_; }
+    void setTranslatesAutoresizingMaskIntoConstraints(bool translates);
+    const std::vector<std::shared_ptr<NSLayoutConstraint>>& constraints() const { return constraints_; } ///< held here
+    void addConstraint(const std::shared_ptr<NSLayoutConstraint>& constraint);
+    void addConstraints(const std::vector<std::shared_ptr<NSLayoutConstraint>>& constraints);
+    void removeConstraint(const std::shared_ptr<NSLayoutConstraint>& constraint);
+    std::shared_ptr<UILayoutGuide> safeAreaLayoutGuide();
     /// What bars and rounded corners of the screen may cover; in the view's own coordinates.
-    UIEdgeInsets safeAreaInsets() const;
+    UIEdgeInsets safeAreaInsets() const { return safeArea_; }
     virtual void safeAreaInsetsDidChange() { }
     virtual std::shared_ptr<UITraitCollection> traitCollection() const;
 
@@ -225,6 +236,12 @@ public:
     /// Of the innermost block that is running its changes; empty outside any.
     static std::optional<UIViewAnimation> currentAnimation();
 
+    // For controllers and windows.
+    std::shared_ptr<UIViewController> viewController() const { return controller_.lock(); } ///< whose view it is
+    void setViewController(const std::weak_ptr<UIViewController>& controller) { controller_ = controller; }
+    /// Finds the safe areas of the view and of those in it anew, and tells those that have another one.
+    void updateSafeArea();
+
     // For layers.
     bool drawsLayer(const std::shared_ptr<CALayer>& layer) override;
     void drawLayer(const std::shared_ptr<CALayer>& layer, CGContext& context) override;
@@ -241,6 +258,8 @@ private:
     void tellWindow(const std::shared_ptr<UIWindow>& window, bool will);
     void tellTint(bool colorChanged, bool modeChanged);
     void sizeChanged(CGSize before);
+    void moved();
+    UIEdgeInsets findSafeArea() const;
     void autoresize(CGSize before, CGSize after);
     CALayer& coordinates(const std::shared_ptr<UIView>& view) const;
 
@@ -248,14 +267,19 @@ private:
     CGRect initialFrame_;
     std::unique_ptr<Decoded> decoded_; // until it is constructed
     std::weak_ptr<UIView> superview_;
+    std::weak_ptr<UIViewController> controller_;
+    UIEdgeInsets safeArea_;
     std::vector<std::shared_ptr<UIView>> subviews_;
     std::shared_ptr<UIColor> backgroundColor_, tintColor_;
     UIViewTintAdjustmentMode tintAdjustmentMode_ = UIViewTintAdjustmentModeAutomatic;
     UIViewContentMode contentMode_ = UIViewContentModeScaleToFill;
     UIViewAutoresizing autoresizingMask_ = UIViewAutoresizingNone;
     bool autoresizesSubviews_ = true, userInteractionEnabled_ = true, multipleTouchEnabled_ = false;
+    bool translatesMask_ = true;
     bool drawsNothing_ = false; // found out by the first drawing
     std::int64_t tag_ = 0;
+    std::vector<std::shared_ptr<NSLayoutConstraint>> constraints_;
+    std::shared_ptr<UILayoutGuide> safeAreaGuide_;
     std::vector<std::shared_ptr<UIGestureRecognizer>> recognizers_;
     std::vector<std::shared_ptr<UIInteraction>> interactions_;
 };

@@ -3,6 +3,7 @@
 
 #include "platform/Foundation/NSException.h"
 #include "platform/UIKit/UIColor.h"
+#include "platform/UIKit/UIViewController.h"
 #include "platform/UIKit/UIWindow.h"
 
 #include <algorithm>
@@ -117,6 +118,8 @@ void UIView::insert(const std::shared_ptr<UIView>& view, const Place& place)
         view->tellWindow(newWindow, false);
     view->didMoveToSuperview();
     didAddSubview(view);
+    if (safeArea_ != UIEdgeInsetsZero || view->safeArea_ != UIEdgeInsetsZero)
+        view->updateSafeArea();
     if (!sameColor(tint, view->tintColor()))
         view->tellTint(true, true);
 }
@@ -149,6 +152,8 @@ void UIView::removeFromSuperview()
     if (oldWindow)
         tellWindow(nullptr, false);
     didMoveToSuperview();
+    if (safeArea_ != UIEdgeInsetsZero)
+        updateSafeArea();
     if (!sameColor(tint, tintColor()))
         tellTint(true, true);
 }
@@ -167,6 +172,8 @@ void UIView::tellWindow(const std::shared_ptr<UIWindow>& window, bool will)
         willMoveToWindow(window);
     else
         didMoveToWindow();
+    if (const auto controller = viewController())
+        controller->viewMovesToWindow(window, will);
     const auto views = subviews_;
     for (const auto& view : views)
         view->tellWindow(window, will);

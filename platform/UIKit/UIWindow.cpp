@@ -5,6 +5,7 @@
 #include "platform/UIKit/UIApplication.h"
 #include "platform/UIKit/UIGestureRecognizer.h"
 #include "platform/UIKit/UIScreen.h"
+#include "platform/UIKit/UIViewController.h"
 
 #include <algorithm>
 
@@ -63,6 +64,7 @@ void UIWindow::makeKeyAndVisible()
 void UIWindow::makeKeyWindow()
 {
     UIApplication::sharedApplication()->setKeyWindow(sharedFromThis(*this));
+    UIApplication::sharedApplication()->updateStatusBar();
 }
 
 bool UIWindow::isKeyWindow() const
@@ -76,16 +78,49 @@ void UIWindow::setHidden(bool hidden)
     UIView::setHidden(hidden);
     application->removeWindow(*this);
     layer()->removeFromSuperlayer();
-    if (hidden)
+    if (hidden) {
+        if (root_)
+            showRoot(false);
         return;
+    }
     application->addWindow(sharedFromThis(*this));
     if (const auto& display = screen_->display())
         display->rootLayer()->addSublayer(layer());
+    if (root_)
+        showRoot(true);
 }
 
 void UIWindow::setScreenInsets(UIEdgeInsets insets)
 {
     screenInsets_ = insets;
+    updateSafeArea();
+}
+
+void UIWindow::setRootViewController(const std::shared_ptr<UIViewController>& controller)
+{
+    if (root_ == controller)
+        return;
+    if (root_) {
+        showRoot(false);
+        root_->view()->removeFromSuperview();
+    }
+    root_ = controller;
+    if (root_ && !isHidden())
+        showRoot(true);
+}
+
+void UIWindow::showRoot(bool visible)
+{
+    root_->beginAppearanceTransition(visible, false);
+    if (visible) {
+        const auto view = root_->view();
+        view->setAutoresizingMask(UIViewAutoresizingFlexibleWidth | UIViewAutoresizingFlexibleHeight);
+        view->setFrame(bounds());
+        insertSubview(view, 0);
+        layoutIfNeeded();
+    }
+    root_->endAppearanceTransition();
+    UIApplication::sharedApplication()->updateStatusBar();
 }
 
 void UIWindow::sendEvent(const std::shared_ptr<UIEvent>& event)

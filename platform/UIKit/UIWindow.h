@@ -8,6 +8,7 @@
 namespace velmora {
 
 class UIScreen;
+class UIViewController;
 
 using UIWindowLevel = double;
 inline constexpr UIWindowLevel UIWindowLevelNormal = 0, UIWindowLevelStatusBar = 1000, UIWindowLevelAlert = 2000;
@@ -33,6 +34,10 @@ public:
     bool isKeyWindow() const;
     void setHidden(bool hidden) override;
 
+    /// Its view fills the window; it appears when the window is shown, or at once.
+    const std::shared_ptr<UIViewController>& rootViewController() const { return root_; }
+    void setRootViewController(const std::shared_ptr<UIViewController>& controller);
+
     /// What the screen's own bars and corners cover, in points; what safe areas are made of.
     UIEdgeInsets screenInsets() const { return screenInsets_; }
     void setScreenInsets(UIEdgeInsets insets);
@@ -51,7 +56,10 @@ private:
     void tellRecognizers(UITouchPhase phase, const UITouches& touches, const std::shared_ptr<UIEvent>& event);
     void tellViews(UITouchPhase phase, const UITouches& touches, const std::shared_ptr<UIEvent>& event);
 
+    void showRoot(bool visible);
+
     std::shared_ptr<UIScreen> screen_;
+    std::shared_ptr<UIViewController> root_;
     UIEdgeInsets screenInsets_;
 };
 
