@@ -4,6 +4,7 @@
 #include "platform/AVFoundation/CaptureDriver.h"
 
 #include "drivers/faces/install.h"
+#include "drivers/gpsd/install.h"
 #include "drivers/iio/install.h"
 #include "drivers/media/install.h"
 #include "drivers/openCapture.h"
@@ -55,6 +56,7 @@ void installDefaults()
     statuses().push_back({ "iio", iio::install(), {} });
     statuses().push_back({ "photos", photos::install(), {} });
     installCapture();
+    statuses().push_back({ "gpsd", gpsd::install(), gpsd::isBuilt() ? "gpsd" : "libgps-dev, and build again" });
     installDisplay({});
 }
 

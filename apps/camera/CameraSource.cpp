@@ -2,6 +2,7 @@
 #include "apps/camera/CameraSource.h"
 
 #include "platform/AVFoundation/CaptureDriver.h"
+#include "platform/CoreLocation/LocationDriver.h"
 #include "platform/CoreMotion/CMMotionManager.h"
 #include "platform/Foundation/Clock.h"
 #include "platform/ImageIO/ImageDecoder.h"
@@ -90,8 +91,10 @@ CameraSource::CameraSource(const Options& options, Need need)
     case CameraDriver::Automatic:
         break;
     }
-    if (thisMachineHasACamera())
+    if (thisMachineHasACamera()) {
+        hasPlace_ = LocationDriver::installed() != nullptr;
         return;
+    }
     if (!options.global.describesPhone()) {
         if (need == MustBeThere)
             throw noCamera();
@@ -119,6 +122,7 @@ void CameraSource::plugIn(const std::string& driver, Need need)
         throw Refusal("There is no camera", driver + " was asked and has none",
             "plug one in, or use --camera virtual, the virtual phone");
     CaptureDriver::install(std::move(capture));
+    hasPlace_ = LocationDriver::installed() != nullptr;
 }
 
 void CameraSource::plugInVirtualPhone(const Options& options)

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "drivers/gpsd/install.h"
+
+#include "tests/support/NMEAFeed.h"
 #include "tests/support/PipeWireDaemon.h"
 #include "tests/support/Require.h"
 #include "tests/support/Subprocess.h"
@@ -111,6 +114,19 @@ TEST_F(RealCamera, ThatIsUnpluggedWhileItRecordsLeavesAMovieAndAnError)
                                    "default=nw=1:nk=1 '"
         + json["movie"].get<std::string>() + "'");
     EXPECT_GT(std::stoi(probed.output), 20);
+}
+
+TEST_F(RealCamera, WritesThePlaceThatGpsdTellsIntoItsPhotos)
+{
+    if (!requirePart("gpsd", drivers::gpsd::isBuilt() && GpsDaemon::isHere()))
+        return;
+    GpsDaemon gpsd;
+    ASSERT_TRUE(gpsd.waitUntilItListens());
+    const SteadyFix standing(gpsd.feed(), 35.0116, 135.7681);
+    const auto outcome = run("--camera pipewire --json --quiet shoot --out photos",
+        "PIPEWIRE_RUNTIME_DIR='" + daemon->folder().path() + "' VELMORA_GPSD=127.0.0.1:" + gpsd.port());
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_NEAR(outcome.json()["photos"][0]["latitude"].get<double>(), 35.0116, 1e-4);
 }
 
 }

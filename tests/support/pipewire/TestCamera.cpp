@@ -100,7 +100,6 @@ private:
     const std::map<std::string, std::string> options_;
     std::vector<TestControl> controls_;
     pw_stream* stream_ = nullptr;
-    spa_hook hook_ {};
     spa_source* timer_ = nullptr;
     std::string layout_;
     std::uint32_t width_ = 0, height_ = 0, stride_ = 0;
