@@ -197,7 +197,7 @@ void UIView::setFrame(CGRect frame)
     const CGSize before = bounds().size;
     layer()->setFrame(frame);
     sizeChanged(before);
-    moved();
+    placeDidChange();
 }
 
 void UIView::setBounds(CGRect bounds)
@@ -205,13 +205,13 @@ void UIView::setBounds(CGRect bounds)
     const CGSize before = layer()->bounds().size;
     layer()->setBounds(bounds);
     sizeChanged(before);
-    moved();
+    placeDidChange();
 }
 
 void UIView::setCenter(CGPoint center)
 {
     layer()->setPosition(center);
-    moved();
+    placeDidChange();
 }
 
 void UIView::setTransform(const CGAffineTransform& transform)
@@ -367,7 +367,7 @@ std::shared_ptr<UILayoutGuide> UIView::safeAreaLayoutGuide()
     return safeAreaGuide_;
 }
 
-void UIView::moved()
+void UIView::placeDidChange()
 {
     if (const auto above = superview();
         above && (above->safeArea_ != UIEdgeInsetsZero || safeArea_ != UIEdgeInsetsZero))

@@ -258,7 +258,7 @@ private:
     void tellWindow(const std::shared_ptr<UIWindow>& window, bool will);
     void tellTint(bool colorChanged, bool modeChanged);
     void sizeChanged(CGSize before);
-    void moved();
+    void placeDidChange();
     UIEdgeInsets findSafeArea() const;
     void autoresize(CGSize before, CGSize after);
     CALayer& coordinates(const std::shared_ptr<UIView>& view) const;
