@@ -131,13 +131,15 @@ private:
         const auto length = vertical_ ? NSLayoutAttributeHeight : NSLayoutAttributeWidth;
         if (take("(")) {
             take("==");
+            if (format_.compare(place_, 1, "<") == 0 || format_.compare(place_, 1, ">") == 0)
+                fail("only equalities are read");
             const std::string name = readName();
             if (views_.contains(name))
                 add(view, length, viewNamed(name), length, 0);
             else
                 add(view, length, nullptr, NSLayoutAttributeNotAnAttribute, number(name));
             if (!take(")"))
-                fail("the length does not end in a bracket; only equalities are read");
+                fail("the length does not end in a bracket");
         }
         if (!take("]"))
             fail("the view does not end in a bracket");
