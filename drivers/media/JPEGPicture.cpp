@@ -18,6 +18,21 @@ struct DestroyHandle {
     void operator()(void* handle) const { tjDestroy(handle); }
 };
 
+/// To the smallest fraction that the library decodes to.
+void shrink(int& width, int& height, int atLeastWidth, int atLeastHeight)
+{
+    int count = 0;
+    const tjscalingfactor* factors = tjGetScalingFactors(&count);
+    const int wholeWidth = width, wholeHeight = height;
+    for (int i = 0; i < count; ++i) {
+        const int shrunkWidth = TJSCALED(wholeWidth, factors[i]), shrunkHeight = TJSCALED(wholeHeight, factors[i]);
+        if (shrunkWidth >= atLeastWidth && shrunkHeight >= atLeastHeight && shrunkWidth < width) {
+            width = shrunkWidth;
+            height = shrunkHeight;
+        }
+    }
+}
+
 NSError damagedJPEG(tjhandle handle)
 {
     return damaged(
@@ -31,7 +46,7 @@ bool isJPEG(std::span<const std::uint8_t> data)
     return data.size() >= 3 && data[0] == 0xFF && data[1] == 0xD8 && data[2] == 0xFF;
 }
 
-std::shared_ptr<CVPixelBuffer> decodeJPEG(std::span<const std::uint8_t> data)
+std::shared_ptr<CVPixelBuffer> decodeJPEG(std::span<const std::uint8_t> data, int atLeastWidth, int atLeastHeight)
 {
     const std::unique_ptr<void, DestroyHandle> handle(tjInitDecompress());
     int width = 0, height = 0, subsampling = 0, colours = 0;
@@ -41,6 +56,8 @@ std::shared_ptr<CVPixelBuffer> decodeJPEG(std::span<const std::uint8_t> data)
     if (colours == TJCS_CMYK || colours == TJCS_YCCK)
         throw damaged("The JPEG picture has four inks (CMYK), which are for print, and cannot be opened. "
                       "Save it as RGB.");
+    if (atLeastWidth > 0 && atLeastHeight > 0)
+        shrink(width, height, atLeastWidth, atLeastHeight);
     const auto pixels = CVPixelBuffer::create(width, height, kCVPixelFormatType_32BGRA);
     const CVPixelBuffer::Plane& plane = pixels->planes()[0];
     // A scan limit: a small file of endless progressive scans would keep a core busy for minutes.

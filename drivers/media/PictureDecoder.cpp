@@ -93,6 +93,16 @@ std::shared_ptr<CVPixelBuffer> PictureDecoder::decodeFile(const std::string& pat
     return decode(OpenFile(path).content(path));
 }
 
+std::shared_ptr<CVPixelBuffer> PictureDecoder::decodeFileToCover(const std::string& path, int width, int height)
+{
+    const auto data = OpenFile(path).content(path);
+    if (!isJPEG(data))
+        return decode(data);
+    const int orientation = orientationOfJPEG(data);
+    const bool turned = orientation >= 5;
+    return upright(decodeJPEG(data, turned ? height : width, turned ? width : height), orientation);
+}
+
 std::shared_ptr<CVPixelBuffer> PictureDecoder::decode(std::span<const std::uint8_t> data)
 {
     if (isJPEG(data))

@@ -9,6 +9,7 @@ namespace velmora::drivers::media {
 class VELMORA_EXPORT PictureDecoder : public ImageDecoder {
 public:
     std::shared_ptr<CVPixelBuffer> decodeFile(const std::string& path) override;
+    std::shared_ptr<CVPixelBuffer> decodeFileToCover(const std::string& path, int width, int height) override;
     std::shared_ptr<CVPixelBuffer> decode(std::span<const std::uint8_t> data) override;
 };
 
