@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "apps/camera/PhotoAlbum.h"
 #include "apps/camera/Refusal.h"
 
 namespace velmora::camera {
@@ -79,6 +80,7 @@ CMAcceleration gravity(UIDeviceOrientation orientation)
 CameraSource::CameraSource(const Options& options, Need need)
 {
     drivers::installDefaults();
+    chooseLibrary(options.global);
     switch (options.global.driver) {
     case CameraDriver::PipeWire:
         plugIn("pipewire", need);

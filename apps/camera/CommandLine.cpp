@@ -177,7 +177,12 @@ void addShootOptions(CLI::App& command, ShootOptions& options)
         .add_option_function<std::string>(
             "--count", [&options](const std::string& text) { options.count = countFor(text); }, "How many photos (1)")
         ->type_name("N");
-    command.add_option("--out", options.out, "Writes the files there instead of into the library")->type_name("DIR");
+    auto* out = command.add_option("--out", options.out, "Writes the files there instead of into the library");
+    out->type_name("DIR");
+    command
+        .add_option("--album", options.album, "Stores into that album of the library, which is made when it is missing")
+        ->type_name("NAME")
+        ->excludes(out);
     auto* raw = addChoice(command, "--raw", options.raw, rawModes, "A DNG alone, or beside the JPEG (none)");
     addChoice(command, "--flash", options.flash, flashModes, "(off)");
     command.add_flag("--live", options.live, "A live photo: with a short movie around it")->excludes(raw);
@@ -287,6 +292,12 @@ std::variant<Options, Information> parseCommandLine(int argc, const char* const*
     devices.fallthrough();
     devices.callback([&options] { options.command = Command::Devices; });
     devices.footer("Example:\n  velmora-camera --camera virtual --json devices");
+    CLI::App& album = *app.add_subcommand("album", "Finds or makes an album and lists what it holds, oldest first");
+    album.fallthrough();
+    album.callback([&options] { options.command = Command::Album; });
+    album.add_option("NAME", options.album.name, "The album's title")->required();
+    album.add_option("--folder", options.album.folder, "Puts it into that folder of albums")->type_name("NAME");
+    album.footer("Example:\n  velmora-camera album Holidays --folder Trips --json");
     app.footer(
         "Example:\n  velmora-camera --camera virtual shoot --count 3 --out photos\n\n"
         "Exit status: 0 done; 1 refused by a device, a file, the disk, a permission or a limit; 2 a wrong command "

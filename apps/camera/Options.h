@@ -47,6 +47,7 @@ struct CameraOptions {
 struct ShootOptions {
     int count = 1;
     std::optional<std::filesystem::path> out;
+    std::optional<std::string> album;
     QVRawCaptureMode raw = QVRawCaptureModeNone;
     AVCaptureFlashMode flash = AVCaptureFlashModeOff;
     bool live = false;
@@ -70,7 +71,12 @@ struct FramesOptions {
     int count = 300;
 };
 
-enum class Command : std::uint8_t { Shoot, Record, Frames, Lenses, Devices };
+struct AlbumOptions {
+    std::string name;
+    std::optional<std::string> folder;
+};
+
+enum class Command : std::uint8_t { Shoot, Record, Frames, Lenses, Devices, Album };
 
 struct Options {
     Command command = Command::Shoot;
@@ -79,6 +85,7 @@ struct Options {
     ShootOptions shoot;
     RecordOptions record;
     FramesOptions frames;
+    AlbumOptions album;
 };
 
 }

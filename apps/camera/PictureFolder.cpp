@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/camera/PictureFolder.h"
 
+#include "drivers/photos/PicturesFolder.h"
+
 #include <unistd.h>
 
 #include <array>
 #include <cmath>
-#include <cstdlib>
 #include <ctime>
-#include <fstream>
 #include <system_error>
 
 #include "apps/camera/PartFile.h"
@@ -19,37 +19,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string environment(const char* name)
-{
-    const char* value = std::getenv(name);
-    return value ? value : "";
-}
-
 Refusal cannotWrite(const fs::path& path, const std::error_code& reason)
 {
     if (reason == std::errc::no_space_on_device || reason == std::errc::file_too_large || reason.value() == EDQUOT)
         return { path.string() + " cannot be written", "there is no space left for it (" + reason.message() + ")",
             "free some, or choose another folder with --out DIR" };
     return { path.string() + " cannot be written", reason.message(), "choose another folder with --out DIR" };
-}
-
-/// A line XDG_PICTURES_DIR="$HOME/Bilder" of ~/.config/user-dirs.dirs: the path is absolute or begins with $HOME.
-std::optional<fs::path> configuredPictures(const fs::path& home)
-{
-    const auto configuration = environment("XDG_CONFIG_HOME");
-    std::ifstream file((configuration.empty() ? home / ".config" : fs::path(configuration)) / "user-dirs.dirs");
-    constexpr std::string_view key = "XDG_PICTURES_DIR=\"", homeVariable = "$HOME/";
-    for (std::string line; std::getline(file, line);) {
-        const auto end = line.rfind('"');
-        if (!line.starts_with(key) || end < key.size())
-            continue;
-        const auto value = line.substr(key.size(), end - key.size());
-        if (value.starts_with(homeVariable))
-            return home / value.substr(homeVariable.size());
-        if (value.starts_with('/'))
-            return value;
-    }
-    return std::nullopt;
 }
 
 std::string nameForDate(const char* format, double secondsSince1970)
@@ -106,12 +81,10 @@ std::string movieNameForDate(double secondsSince1970)
 
 fs::path PictureFolder::ofUser()
 {
-    if (const fs::path chosen = environment("XDG_PICTURES_DIR"); chosen.is_absolute())
-        return chosen / "Camera";
-    const fs::path home = environment("HOME");
-    if (!home.is_absolute())
+    const auto folder = drivers::photos::cameraFolderOfUser();
+    if (folder.empty())
         throw Refusal("The pictures folder cannot be found", "HOME is not set", "choose a folder with --library DIR");
-    return configuredPictures(home).value_or(home / "Pictures") / "Camera";
+    return folder;
 }
 
 PictureFolder::PictureFolder(const fs::path& folder)

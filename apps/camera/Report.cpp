@@ -258,6 +258,21 @@ void Report::tell(const FramesReport& frames)
     writeToStandardOutput(lines.str());
 }
 
+void Report::tell(const AlbumReport& album)
+{
+    object_->json["title"] = album.title;
+    object_->json["identifier"] = album.identifier;
+    object_->json["localIdentifier"] = album.localIdentifier;
+    auto& photos = object_->json["photos"] = ordered_json::array();
+    std::string lines;
+    for (const auto& photo : album.photos) {
+        photos.push_back(photo.string());
+        lines += photo.string() + '\n';
+    }
+    if (form_ == Form::Lines)
+        writeToStandardOutput(album.photos.empty() ? "The album \"" + album.title + "\" is empty.\n" : lines);
+}
+
 void Report::tell(const std::vector<LensReport>& lenses)
 {
     auto& list = object_->json["lenses"] = ordered_json::array();

@@ -70,6 +70,12 @@ struct DeviceReport {
     double lowestBias = 0, highestBias = 0; ///< stops
 };
 
+/// An album and what it holds.
+struct AlbumReport {
+    std::string title, identifier, localIdentifier;
+    std::vector<std::filesystem::path> photos; ///< absolute, oldest first
+};
+
 /// What the program says on stdout: a few readable lines as things happen, or one JSON object at the end.
 class Report {
 public:
@@ -85,6 +91,7 @@ public:
     void tell(const MovieReport& movie);
     void tell(const FramesReport& frames);
     void tell(const std::vector<LensReport>& lenses);
+    void tell(const AlbumReport& album);
     void tell(const std::vector<DeviceReport>& devices, const std::vector<drivers::DriverStatus>& drivers);
     /// These throw Refusal when stdout does not take it, a full disk behind it for one.
     void tell(const std::string& text);

@@ -12,6 +12,7 @@
 #include <optional>
 
 #include "apps/camera/OpenCamera.h"
+#include "apps/camera/PhotoAlbum.h"
 #include "apps/camera/Refusal.h"
 #include "apps/camera/storePhoto.h"
 
@@ -95,6 +96,8 @@ void ShootCommand::run()
     report_.setCamera(controller.currentVideoCaptureDevice()->uniqueID());
     report_.beginPhotos();
     choosePhotoSettings();
+    if (options_.shoot.album)
+        album_ = std::make_unique<PhotoAlbum>(*options_.shoot.album, std::nullopt);
     camera_->start();
     for (int i = 0; i < options_.shoot.count; ++i)
         store(takePhoto());
@@ -151,7 +154,7 @@ void ShootCommand::store(const Shot& shot)
 {
     auto& photo = *shot.photo;
     auto report = reportOf(photo);
-    for (const auto& path : storePhoto(folder_, photo)) {
+    for (const auto& path : album_ ? storePhoto(*album_, photo) : storePhoto(folder_, photo)) {
         report.bytes += std::filesystem::file_size(path);
         (path.extension() == ".jpg" ? report.jpg : path.extension() == ".dng" ? report.dng : report.movie) = path;
     }

@@ -11,6 +11,7 @@ namespace velmora::camera {
 
 class Interruption;
 class OpenCamera;
+class PhotoAlbum;
 
 /// Takes photos and stores them. On the main thread, whose run loop it turns.
 class ShootCommand {
@@ -33,6 +34,7 @@ private:
     const Interruption& interruption_;
     PictureFolder folder_;
     std::unique_ptr<OpenCamera> camera_;
+    std::unique_ptr<PhotoAlbum> album_; // empty: plain files
 };
 
 }

@@ -10,6 +10,7 @@
 #include "apps/camera/FramesCommand.h"
 #include "apps/camera/Interruption.h"
 #include "apps/camera/ListCommands.h"
+#include "apps/camera/PhotoAlbum.h"
 #include "apps/camera/RecordCommand.h"
 #include "apps/camera/Refusal.h"
 #include "apps/camera/Report.h"
@@ -52,6 +53,9 @@ void perform(int argc, char** argv, Report& report, const Interruption& interrup
         break;
     case Command::Devices:
         listDevices(options, report);
+        break;
+    case Command::Album:
+        listAlbum(options, report);
         break;
     }
     report.print();

@@ -13,6 +13,7 @@
 
 #include <memory>
 
+#include "apps/camera/PhotoAlbum.h"
 #include "apps/camera/PictureFolder.h"
 
 namespace velmora::camera {
@@ -45,15 +46,40 @@ std::vector<PhotoFile> filesOf(const QVPhotoCaptureOutput& photo)
     return files;
 }
 
+void addPlace(QVPhotoCaptureOutput& photo)
+{
+    photo.setJpgImageData(withPlace(photo.jpgImageData(), photo));
+    photo.setDngImageData(withPlace(photo.dngImageData(), photo));
+}
+
+std::string nameOf(const QVPhotoCaptureOutput& photo)
+{
+    return photoNameForDate(photo.creationDate()->timeIntervalSince1970());
+}
+
+void removeMovie(const QVPhotoCaptureOutput& photo)
+{
+    if (const auto movie = photo.livePhotoMovieURL())
+        unlink(movie->path().c_str());
+}
+
 }
 
 std::vector<std::filesystem::path> storePhoto(const PictureFolder& folder, QVPhotoCaptureOutput& photo)
 {
-    photo.setJpgImageData(withPlace(photo.jpgImageData(), photo));
-    photo.setDngImageData(withPlace(photo.dngImageData(), photo));
-    const auto paths = folder.store(photoNameForDate(photo.creationDate()->timeIntervalSince1970()), filesOf(photo));
-    if (const auto movie = photo.livePhotoMovieURL())
-        unlink(movie->path().c_str());
+    addPlace(photo);
+    const auto paths = folder.store(nameOf(photo), filesOf(photo));
+    removeMovie(photo);
+    return paths;
+}
+
+std::vector<std::filesystem::path> storePhoto(const PhotoAlbum& album, QVPhotoCaptureOutput& photo)
+{
+    addPlace(photo);
+    const auto info = photo.locationInfo();
+    const auto paths
+        = album.store(nameOf(photo), filesOf(photo), photo.creationDate(), info ? info->location() : nullptr);
+    removeMovie(photo);
     return paths;
 }
 
