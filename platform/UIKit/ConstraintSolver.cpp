@@ -237,6 +237,11 @@ std::shared_ptr<UIView> viewOfItem(const std::shared_ptr<NSObject>& item)
 
 void solveConstraints(UIView& host)
 {
+    const auto& views = host.subviews();
+    const bool places = std::any_of(views.begin(), views.end(),
+        [](const auto& view) { return !view->translatesAutoresizingMaskIntoConstraints(); });
+    if (!places && host.constraints().empty())
+        return; // most views
     Solver(host).solve();
 }
 

@@ -360,6 +360,8 @@ void UIApplication::handleKey(const DisplayKey& key)
 {
     std::shared_ptr<UIResponder> receiver = firstResponder();
     if (!receiver)
+        receiver = topmostOf(keyWindow());
+    if (!receiver)
         receiver = keyWindow();
     if (!receiver)
         return;

@@ -70,7 +70,7 @@ public:
 
     /// A finger on the main screen; the display's own touches come here.
     void handleTouch(const DisplayTouch& touch);
-    /// Goes to the first responder, else to the key window.
+    /// Goes to the first responder, else to the topmost controller of the key window, else to that window.
     void handleKey(const DisplayKey& key);
     /// Hears of keys that no responder has kept to itself.
     [[nodiscard]] Cancellable addPressHandler(std::function<void(const UIPress&)> handler);

@@ -153,6 +153,7 @@ void UIButton::show()
     label_->setAlpha(alpha);
     imageView_->setAlpha(alpha);
     setNeedsLayout();
+    invalidateIntrinsicContentSize();
 }
 
 void UIButton::stateDidChange()

@@ -66,6 +66,7 @@ void UIImageView::setImage(const std::shared_ptr<UIImage>& image)
         return;
     image_ = image;
     show();
+    invalidateIntrinsicContentSize();
 }
 
 void UIImageView::show()

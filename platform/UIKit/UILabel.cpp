@@ -54,11 +54,7 @@ void UILabel::didConstruct()
     UIView::didConstruct();
     setUserInteractionEnabled(false);
     setContentMode(UIViewContentModeRedraw); // a stretched text is none
-}
-
-void UILabel::changed()
-{
-    setNeedsDisplay();
+    layer()->setContentsTintColor(textColor_->cgColor());
 }
 
 void UILabel::setText(const std::optional<std::string>& text)
@@ -66,37 +62,41 @@ void UILabel::setText(const std::optional<std::string>& text)
     if (text_ == text)
         return;
     text_ = text;
-    changed();
+    setNeedsDisplay();
+    invalidateIntrinsicContentSize();
 }
 
 void UILabel::setTextColor(const std::shared_ptr<UIColor>& color)
 {
     textColor_ = color ? color : UIColor::blackColor();
-    changed();
+    layer()->setContentsTintColor(textColor_->cgColor());
 }
 
 void UILabel::setFont(const std::shared_ptr<UIFont>& font)
 {
     font_ = font ? font : UIFont::systemFontOfSize(UIFont::labelFontSize());
-    changed();
+    setNeedsDisplay();
+    invalidateIntrinsicContentSize();
 }
 
 void UILabel::setNumberOfLines(std::int64_t lines)
 {
     numberOfLines_ = std::max<std::int64_t>(0, lines);
-    changed();
+    setNeedsDisplay();
+    invalidateIntrinsicContentSize();
 }
 
 void UILabel::setTextAlignment(NSTextAlignment alignment)
 {
     alignment_ = alignment;
-    changed();
+    setNeedsDisplay();
 }
 
 void UILabel::setLineBreakMode(CGLineBreakMode mode)
 {
     lineBreak_ = mode;
-    changed();
+    setNeedsDisplay();
+    invalidateIntrinsicContentSize();
 }
 
 CGTextLayout UILabel::layoutFor(double width) const
@@ -131,7 +131,7 @@ void UILabel::drawRect(CGRect rect)
     if (!context || !text_ || text_->empty() || CGRectIsEmpty(rect))
         return;
     const CGTextLayout layout = layoutFor(rect.size.width);
-    context->setFillColor(textColor_->cgColor());
+    context->setFillColor({ 0, 0, 0, 1 });
     layout.draw(*context, { rect.origin.x, rect.origin.y + (rect.size.height - layout.size().height) / 2 });
 }
 

@@ -49,6 +49,7 @@ public:
     /// break at.
     CGSize sizeThatFits(CGSize size) const override;
     CGSize intrinsicContentSize() const override;
+    /// Draws the letters alone; their colour is the layer's, so that it changes without drawing.
     void drawRect(CGRect rect) override;
 
 protected:
@@ -56,7 +57,6 @@ protected:
 
 private:
     CGTextLayout layoutFor(double width) const;
-    void changed();
 
     std::optional<std::string> text_;
     std::shared_ptr<UIColor> textColor_;

@@ -4,6 +4,8 @@
 #include "platform/UIKit/UIGestureRecognizer.h"
 #include "platform/UIKit/UIWindow.h"
 
+#include <utility>
+
 namespace velmora {
 
 const ClassInfo& UITouch::staticClass()
@@ -15,6 +17,15 @@ const ClassInfo& UITouch::staticClass()
         method<overload<const std::shared_ptr<UIView>&>(&UITouch::previousLocationInView)>("previousLocationInView:"));
     static const ClassInfo info { "Velmora.UITouch", &NSObject::staticClass(), methods };
     return info;
+}
+
+std::vector<std::shared_ptr<UIGestureRecognizer>> UITouch::gestureRecognizers() const
+{
+    std::vector<std::shared_ptr<UIGestureRecognizer>> there;
+    for (const auto& weak : recognizers_)
+        if (auto recognizer = weak.lock())
+            there.push_back(std::move(recognizer));
+    return there;
 }
 
 CGPoint UITouch::locationInView(const UIView* view) const

@@ -35,7 +35,8 @@ public:
     std::shared_ptr<UIWindow> window() const { return window_.lock(); }
     /// Where it began. Empty when that view has gone.
     std::shared_ptr<UIView> view() const { return view_.lock(); }
-    const std::vector<std::shared_ptr<UIGestureRecognizer>>& gestureRecognizers() const { return recognizers_; }
+    /// Those that watch it and are still there.
+    std::vector<std::shared_ptr<UIGestureRecognizer>> gestureRecognizers() const;
 
     /// In the coordinates of `view`; of the window when that is null.
     CGPoint locationInView(const UIView* view) const;
@@ -59,7 +60,7 @@ private:
     CGPoint point_, previous_, beginning_; // in the window
     std::weak_ptr<UIWindow> window_;
     std::weak_ptr<UIView> view_;
-    std::vector<std::shared_ptr<UIGestureRecognizer>> recognizers_;
+    std::vector<std::weak_ptr<UIGestureRecognizer>> recognizers_;
     bool reachesView_ = false; // the view hears of it; until a recogniser takes it
 };
 

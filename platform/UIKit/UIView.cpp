@@ -335,6 +335,14 @@ void UIView::setTranslatesAutoresizingMaskIntoConstraints(bool translates)
         above->setNeedsLayout();
 }
 
+void UIView::invalidateIntrinsicContentSize()
+{
+    if (translatesMask_)
+        return;
+    for (auto view = superview(); view; view = view->superview())
+        view->setNeedsLayout();
+}
+
 void UIView::addConstraint(const std::shared_ptr<NSLayoutConstraint>& constraint)
 {
     if (!constraint || constraint->isActive())

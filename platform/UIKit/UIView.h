@@ -152,6 +152,8 @@ public:
     /// Negative where the content says nothing.
     virtual CGSize intrinsicContentSize() const { return { UIViewNoIntrinsicMetric, UIViewNoIntrinsicMetric }; }
     static constexpr double UIViewNoIntrinsicMetric = -1;
+    /// It is another one now: constraints that go by it are solved again.
+    void invalidateIntrinsicContentSize();
     /// False lets constraints place the view instead of its frame and its mask; true at first.
     bool translatesAutoresizingMaskIntoConstraints() const { return translatesMask_; }
     void setTranslatesAutoresizingMaskIntoConstraints(bool translates);

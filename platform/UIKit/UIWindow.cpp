@@ -175,7 +175,7 @@ void UIWindow::tellRecognizers(UITouchPhase phase, const UITouches& touches, con
     for (const auto& recognizer : all) {
         UITouches its;
         std::copy_if(touches.begin(), touches.end(), std::back_inserter(its), [&](const auto& touch) {
-            const auto& wanted = touch->gestureRecognizers();
+            const auto wanted = touch->gestureRecognizers();
             return std::find(wanted.begin(), wanted.end(), recognizer) != wanted.end();
         });
         recognizer->deliver(phase, its, event);

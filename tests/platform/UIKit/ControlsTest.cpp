@@ -141,6 +141,22 @@ TEST_F(Pieces, ALabelDrawsItsTextInsideItself)
     EXPECT_GT(extremes(100, 100, 35, 40).second, 200);
 }
 
+TEST_F(Pieces, ALabelsColourChangesInTimeAndWithoutDrawing)
+{
+    const auto label = add<UILabel>(CGRectMake(100, 100, 100, 40));
+    label->setText("IIII");
+    label->setTextColor(UIColor::whiteColor());
+    render();
+    const auto before = UIScreen::mainScreen()->display()->counters().rasterCount;
+    UIView::animateWithDuration(
+        1, 0, UIViewAnimationOptionCurveLinear, [&] { label->setTextColor(UIColor::colorWithWhite(0.2)); });
+    clock.advance(0.5);
+    EXPECT_NEAR(label->layer()->presentationLayer()->contentsTintColor()->red, 0.6, 1e-6);
+    clock.advance(0.6);
+    EXPECT_NEAR(extremes(100, 100, 60, 40).second, 51, 2);
+    EXPECT_EQ(UIScreen::mainScreen()->display()->counters().rasterCount, before);
+}
+
 TEST_F(Pieces, ALabelBreaksIntoAsManyLinesAsItMay)
 {
     const auto label = make<UILabel>(CGRectMake(0, 0, 60, 0));

@@ -166,6 +166,10 @@ TEST_F(Constraints, WhatNobodySaysIsAsLargeAsTheContent)
     parent->layoutIfNeeded();
     EXPECT_EQ(label->bounds().size, label->intrinsicContentSize());
     EXPECT_EQ(CGRectGetMaxX(label->frame()), 190);
+    label->setText("Back to the camera");
+    parent->layoutIfNeeded();
+    EXPECT_EQ(label->bounds().size, label->intrinsicContentSize());
+    EXPECT_EQ(CGRectGetMaxX(label->frame()), 190);
 }
 
 TEST_F(Constraints, TheSafeAreaCanBePinnedTo)

@@ -168,6 +168,21 @@ TEST_F(Touching, KeysGoToTheFirstResponderAndOnFromThere)
     EXPECT_EQ(outer->keys, "ab");
 }
 
+TEST_F(Touching, AWindowThatGoesDuringATouchTakesItsRecognisersAlong)
+{
+    const auto listener = make<Listener>();
+    auto recognizer = make<UIPanGestureRecognizer>(listener, "first:");
+    window->addGestureRecognizer(recognizer);
+    const std::weak_ptr<UIGestureRecognizer> weak = recognizer;
+    recognizer = nullptr;
+    touchDown({ 10, 10 });
+    moveTo({ 50, 50 });
+    window = nullptr;
+    lift({ 50, 50 });
+    EXPECT_TRUE(weak.expired());
+    EXPECT_EQ(listener->words, (Words { "first 1" }));
+}
+
 class Control : public WindowTest {
 protected:
     Control()
