@@ -4,6 +4,7 @@
 #include "platform/AVFoundation/CaptureDriver.h"
 
 #include "drivers/faces/install.h"
+#include "drivers/geoclue/install.h"
 #include "drivers/gpsd/install.h"
 #include "drivers/iio/install.h"
 #include "drivers/media/install.h"
@@ -53,10 +54,14 @@ void installDefaults()
     statuses().push_back({ "media", true, {} });
     statuses().push_back({ "places", places::install(), "libtimezonemap-data" });
     statuses().push_back({ "faces", faces::install(), "libopencv-objdetect-dev opencv-data, and build again" });
-    statuses().push_back({ "iio", iio::install(), {} });
+    statuses().push_back({ "iio", iio::install(), {} }); // no package makes a sensor
     statuses().push_back({ "photos", photos::install(), {} });
     installCapture();
-    statuses().push_back({ "gpsd", gpsd::install(), gpsd::isBuilt() ? "gpsd" : "libgps-dev, and build again" });
+    const bool satellites = gpsd::install();
+    statuses().push_back({ "gpsd", satellites, gpsd::isBuilt() ? "gpsd" : "libgps-dev, and build again" });
+    if (!satellites)
+        statuses().push_back(
+            { "geoclue", geoclue::install(), geoclue::isBuilt() ? "geoclue-2.0" : "libsystemd-dev, and build again" });
     installDisplay({});
 }
 

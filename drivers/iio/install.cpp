@@ -2,6 +2,7 @@
 #include "drivers/iio/install.h"
 
 #include "drivers/iio/Accelerometer.h"
+#include "drivers/iio/SensorProxy.h"
 
 #include <utility>
 
@@ -9,10 +10,12 @@ namespace velmora::drivers::iio {
 
 bool install()
 {
-    auto accelerometer = Accelerometer::find();
-    if (!accelerometer)
+    std::shared_ptr<MotionDriver> sensor = Accelerometer::find();
+    if (!sensor)
+        sensor = SensorProxy::find();
+    if (!sensor)
         return false;
-    MotionDriver::install(std::move(accelerometer));
+    MotionDriver::install(std::move(sensor));
     return true;
 }
 

@@ -5,7 +5,7 @@
 
 namespace velmora::drivers::iio {
 
-/// Puts the kernel's accelerometer in force, if there is one. Answers whether there is.
+/// Puts the kernel's accelerometer in force, else what iio-sensor-proxy tells. Answers whether there is one of them.
 VELMORA_EXPORT bool install();
 
 }

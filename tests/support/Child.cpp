@@ -13,11 +13,12 @@ namespace velmora::tests {
 Child::Child(const std::vector<std::string>& command, const std::vector<std::string>& environment,
     const std::function<void()>& prepare)
 {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0)
+    int ends[2], commands[2];
+    if (pipe2(ends, O_CLOEXEC) != 0 || pipe2(commands, O_CLOEXEC) != 0)
         std::abort();
     process_ = fork();
     if (process_ == 0) {
+        dup2(commands[0], 0);
         dup2(ends[1], 1);
         if (!std::getenv("VELMORA_TEST_OUTPUT")) {
             const int nowhere = open("/dev/null", O_RDWR);
@@ -35,13 +36,22 @@ Child::Child(const std::vector<std::string>& command, const std::vector<std::str
         _exit(127);
     }
     close(ends[1]);
+    close(commands[0]);
+    input_ = commands[1];
     output_ = ends[0];
 }
 
 Child::~Child()
 {
     end(SIGTERM);
+    close(input_);
     close(output_);
+}
+
+void Child::write(const std::string& text) const
+{
+    if (::write(input_, text.data(), text.size()) < 0)
+        std::abort();
 }
 
 std::string Child::readLine() const

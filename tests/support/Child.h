@@ -23,12 +23,13 @@ public:
     std::string readLine() const;
     /// Reads up to a line that begins so, and answers it; empty when the process ends before.
     std::string readUntil(const std::string& beginning) const;
+    void write(const std::string& text) const; ///< to its standard input
     /// Ends it by a signal, and returns when it has gone.
     void end(int signal);
 
 private:
     pid_t process_ = -1;
-    int output_ = -1;
+    int input_ = -1, output_ = -1;
 };
 
 }
