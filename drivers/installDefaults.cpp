@@ -34,7 +34,10 @@ void installCapture()
             try {
                 auto capture = openCapture(name);
                 status.works = true;
-                if (!CaptureDriver::installed() && capture->defaultDevice(AVMediaTypeVideo))
+                // Of a portal nobody knows what it has before the user was asked.
+                const bool isUnknown
+                    = capture->authorizationStatus(AVMediaTypeVideo) == AVAuthorizationStatusNotDetermined;
+                if (!CaptureDriver::installed() && (isUnknown || capture->defaultDevice(AVMediaTypeVideo)))
                     CaptureDriver::install(std::move(capture));
             } catch (const NSError&) {
                 status.install = name == "pipewire" ? "pipewire wireplumber" : "";

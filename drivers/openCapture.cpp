@@ -3,7 +3,10 @@
 
 #include "platform/Foundation/NSException.h"
 
+#include "drivers/pipewire/openCameraPortal.h"
 #include "drivers/pipewire/openPipeWire.h"
+
+#include <unistd.h>
 
 namespace velmora::drivers {
 
@@ -21,8 +24,11 @@ std::string missingForCapture(const std::string& name)
 
 std::shared_ptr<CaptureDriver> openCapture(const std::string& name)
 {
-    if (name == "pipewire")
-        return pipewire::openPipeWire();
+    if (name == "pipewire") {
+        const bool isInSandbox = access("/.flatpak-info", F_OK) == 0;
+        std::shared_ptr<CaptureDriver> portal = isInSandbox ? pipewire::openCameraPortal() : nullptr;
+        return portal ? portal : pipewire::openPipeWire();
+    }
     throw NSException(NSInvalidArgumentException, "There are no cameras of the kind \"" + name + "\"");
 }
 

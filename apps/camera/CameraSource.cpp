@@ -12,6 +12,7 @@
 #include "drivers/phone/VirtualPhone.h"
 
 #include <cstdio>
+#include <future>
 #include <utility>
 
 #include "apps/camera/PhotoAlbum.h"
@@ -23,9 +24,21 @@ using namespace drivers::phone;
 
 namespace {
 
+/// Asks the user where he has not decided yet, and waits for his answer.
+void askFor(CaptureDriver& capture)
+{
+    if (capture.authorizationStatus(AVMediaTypeVideo) != AVAuthorizationStatusNotDetermined)
+        return;
+    const auto answered = std::make_shared<std::promise<void>>();
+    capture.requestAccess(AVMediaTypeVideo, [answered](bool) { answered->set_value(); });
+    answered->get_future().wait();
+}
+
 bool thisMachineHasACamera()
 {
     const auto driver = CaptureDriver::installed();
+    if (driver)
+        askFor(*driver);
     return driver && driver->defaultDevice(AVMediaTypeVideo);
 }
 
@@ -116,6 +129,7 @@ void CameraSource::plugIn(const std::string& driver, Need need)
     std::shared_ptr<CaptureDriver> capture;
     try {
         capture = drivers::openCapture(driver);
+        askFor(*capture);
     } catch (const NSError& error) {
         throw Refusal("--camera " + driver + " cannot be used", asClause(error.localizedDescription()),
             "use --camera virtual, the virtual phone");

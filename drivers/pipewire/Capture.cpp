@@ -126,4 +126,10 @@ PictureCounts Capture::pictureCounts() const
     return { counters_->handedOn, counters_->copied, counters_->converted };
 }
 
+bool Capture::isConnected() const
+{
+    const auto guard = daemon_->lock();
+    return daemon_->isConnected();
+}
+
 }

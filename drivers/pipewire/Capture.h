@@ -28,6 +28,7 @@ public:
     AVAuthorizationStatus authorizationStatus(const std::string& mediaType) override;
     void requestAccess(const std::string& mediaType, std::function<void(bool)> answer) override;
     PictureCounts pictureCounts() const override;
+    bool isConnected() const override;
 
 private:
     void appeared(const std::shared_ptr<Node>& node);

@@ -32,6 +32,7 @@ struct PictureCounts {
 class VELMORA_EXPORT DaemonCapture : public CaptureDriver {
 public:
     virtual PictureCounts pictureCounts() const = 0; ///< of all its cameras, since it was opened
+    virtual bool isConnected() const = 0;
 };
 
 /// The library comes into the process here, not before. Throws NSError when the module is missing or no daemon answers.
