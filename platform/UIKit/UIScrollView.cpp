@@ -107,7 +107,8 @@ void UIScrollView::setContentOffset(CGPoint offset)
 void UIScrollView::setContentOffset(CGPoint offset, bool animated)
 {
     if (animated)
-        UIView::animateWithDuration(offsetDuration, [&] { setContentOffset(offset); });
+        UIView::animateWithDuration(
+            offsetDuration, 0, UIViewAnimationOptionAllowUserInteraction, [&] { setContentOffset(offset); });
     else
         setContentOffset(offset);
 }

@@ -195,32 +195,43 @@ const std::shared_ptr<CALayer>& UIView::layer() const
 void UIView::setFrame(CGRect frame)
 {
     const CGSize before = bounds().size;
+    const CGPoint from = center();
     layer()->setFrame(frame);
+    if (bounds().size != before || center() != from)
+        noteAnimatedChange();
     sizeChanged(before);
     placeDidChange();
 }
 
 void UIView::setBounds(CGRect bounds)
 {
-    const CGSize before = layer()->bounds().size;
+    const CGRect before = layer()->bounds();
     layer()->setBounds(bounds);
-    sizeChanged(before);
+    if (bounds != before)
+        noteAnimatedChange();
+    sizeChanged(before.size);
     placeDidChange();
 }
 
 void UIView::setCenter(CGPoint center)
 {
+    if (center != layer()->position())
+        noteAnimatedChange();
     layer()->setPosition(center);
     placeDidChange();
 }
 
 void UIView::setTransform(const CGAffineTransform& transform)
 {
+    if (transform != this->transform())
+        noteAnimatedChange();
     layer()->setAffineTransform(transform);
 }
 
 void UIView::setAlpha(double alpha)
 {
+    if (alpha != this->alpha())
+        noteAnimatedChange();
     layer()->setOpacity(std::clamp(alpha, 0.0, 1.0));
 }
 
@@ -458,7 +469,8 @@ void UIView::drawLayer(const std::shared_ptr<CALayer>&, CGContext& context)
 
 std::shared_ptr<UIView> UIView::hitTest(CGPoint point, const UIEvent* event)
 {
-    if (!userInteractionEnabled_ || isHidden() || alpha() < leastVisibleAlpha || !pointInside(point, event))
+    if (!userInteractionEnabled_ || untouchable_ > 0 || isHidden() || alpha() < leastVisibleAlpha
+        || !pointInside(point, event))
         return nullptr;
     const auto self = sharedFromThis(*this);
     const auto views = subviews_;

@@ -261,6 +261,8 @@ private:
     void tellTint(bool colorChanged, bool modeChanged);
     void sizeChanged(CGSize before);
     void placeDidChange();
+    void noteAnimatedChange();
+    static void animate(const UIViewAnimation& animation, const Animations& changes, AnimationCompletion completion);
     UIEdgeInsets findSafeArea() const;
     void autoresize(CGSize before, CGSize after);
     CALayer& coordinates(const std::shared_ptr<UIView>& view) const;
@@ -278,6 +280,7 @@ private:
     UIViewAutoresizing autoresizingMask_ = UIViewAutoresizingNone;
     bool autoresizesSubviews_ = true, userInteractionEnabled_ = true, multipleTouchEnabled_ = false;
     bool translatesMask_ = true;
+    int untouchable_ = 0; // animations that do not allow touches
     bool drawsNothing_ = false; // found out by the first drawing
     std::int64_t tag_ = 0;
     std::vector<std::shared_ptr<NSLayoutConstraint>> constraints_;

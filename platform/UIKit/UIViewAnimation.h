@@ -11,7 +11,7 @@ namespace velmora {
 /// does, any other number without a name is the first curve.
 enum UIViewAnimationOptions : std::uint64_t {
     UIViewAnimationOptionNone = 0,
-    UIViewAnimationOptionAllowUserInteraction = 2,
+    UIViewAnimationOptionAllowUserInteraction = 2, ///< otherwise touches miss the views that it moves, until it ends
     UIViewAnimationOptionBeginFromCurrentState = 4, ///< from what is shown, not from the value before the change
     UIViewAnimationOptionRepeat = 8, ///< for ever
     UIViewAnimationOptionAutoreverse = 16,

@@ -11,9 +11,16 @@ namespace velmora {
 
 namespace {
 
+/// A block that runs its changes.
+struct RunningBlock {
+    UIViewAnimation animation;
+    /// The views that it moves, where touches are to miss them meanwhile.
+    std::shared_ptr<std::vector<std::weak_ptr<UIView>>> untouchable;
+};
+
 struct AnimationState {
     bool enabled = true;
-    std::vector<UIViewAnimation> running; // blocks that run their changes, the innermost last
+    std::vector<RunningBlock> running; // the innermost last
 };
 
 AnimationState& state()
@@ -67,19 +74,40 @@ CABlockAnimation blockOf(const UIViewAnimation& animation)
     return block;
 }
 
-void animate(
-    const UIViewAnimation& animation, const UIView::Animations& changes, UIView::AnimationCompletion completion)
-{
-    struct Running {
-        explicit Running(const UIViewAnimation& what) { state().running.push_back(what); }
-        ~Running() { state().running.pop_back(); }
-        Running(const Running&) = delete;
-        Running& operator=(const Running&) = delete;
-    };
-    const Running running(animation);
-    CATransaction::animateBlock(blockOf(animation), changes, std::move(completion));
+class Running {
+public:
+    explicit Running(RunningBlock block) { state().running.push_back(std::move(block)); }
+    ~Running() { state().running.pop_back(); }
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+};
+
 }
 
+void UIView::noteAnimatedChange()
+{
+    if (state().running.empty() || !state().running.back().untouchable)
+        return;
+    ++untouchable_;
+    state().running.back().untouchable->push_back(weakFromThis(*this));
+}
+
+void UIView::animate(const UIViewAnimation& animation, const Animations& changes, AnimationCompletion completion)
+{
+    const auto block = blockOf(animation);
+    RunningBlock running { animation, nullptr };
+    if (block.duration > 0 && !contains(animation.options, UIViewAnimationOptionAllowUserInteraction))
+        running.untouchable = std::make_shared<std::vector<std::weak_ptr<UIView>>>();
+    auto ended = [views = running.untouchable, completion = std::move(completion)](bool finished) {
+        if (views)
+            for (const auto& weak : *views)
+                if (const auto view = weak.lock())
+                    --view->untouchable_;
+        if (completion)
+            completion(finished);
+    };
+    const Running scope(std::move(running));
+    CATransaction::animateBlock(block, changes, std::move(ended));
 }
 
 void UIView::animateWithDuration(double duration, const Animations& animations, AnimationCompletion completion)
@@ -128,7 +156,9 @@ void UIView::setAnimationsEnabled(bool enabled)
 
 std::optional<UIViewAnimation> UIView::currentAnimation()
 {
-    return state().running.empty() ? std::nullopt : std::optional(state().running.back());
+    if (state().running.empty())
+        return std::nullopt;
+    return state().running.back().animation;
 }
 
 }

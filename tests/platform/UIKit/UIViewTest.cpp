@@ -404,6 +404,22 @@ TEST_F(View, DisabledAnimationsApplyAtOnceAndCompleteWithTheNextTurn)
     EXPECT_TRUE(completed);
 }
 
+TEST_F(View, TouchesMissWhatMovesUnlessTheAnimationAllowsThem)
+{
+    const auto view = add(CGRectMake(0, 0, 100, 100));
+    const auto move = [&](UIViewAnimationOptions options, double alpha) {
+        UIView::animateWithDuration(1, 0, options, [&] { view->setAlpha(alpha); });
+        clock.advance(0.5);
+        return window->hitTest({ 50, 50 }, nullptr);
+    };
+    EXPECT_EQ(move(UIViewAnimationOptionAllowUserInteraction, 0.5), view);
+    clock.advance(1);
+    EXPECT_EQ(move(UIViewAnimationOptionNone, 0.8), window);
+    clock.advance(1);
+    EXPECT_EQ(window->hitTest({ 50, 50 }, nullptr), view);
+    EXPECT_EQ(move(UIViewAnimationOptionNone, 0.8), view); // nothing changed
+}
+
 TEST_F(View, RemovalInterruptsItsAnimation)
 {
     const auto view = add(CGRectMake(0, 0, 10, 10));
