@@ -74,17 +74,19 @@ std::uint32_t bigEndian(std::span<const std::uint8_t> bytes)
         | static_cast<std::uint32_t>(bytes[2]) << 8 | bytes[3];
 }
 
-void append(Bytes& to, std::uint32_t number)
+std::string bytesOf(std::uint32_t number)
 {
+    std::string text;
     for (int shift = 24; shift >= 0; shift -= 8)
-        to.push_back(static_cast<std::uint8_t>(number >> shift));
+        text += static_cast<char>(number >> shift & 0xFF);
+    return text;
 }
 
-std::uint32_t checksum(std::span<const std::uint8_t> bytes)
+std::uint32_t checksum(std::string_view bytes)
 {
     std::uint32_t value = 0xFFFFFFFF;
-    for (const auto byte : bytes) {
-        value ^= byte;
+    for (const char byte : bytes) {
+        value ^= static_cast<std::uint8_t>(byte);
         for (int bit = 0; bit < 8; ++bit)
             value = value >> 1 ^ ((value & 1) != 0 ? 0xEDB88320 : 0);
     }
@@ -92,17 +94,10 @@ std::uint32_t checksum(std::span<const std::uint8_t> bytes)
 }
 
 /// A chunk of a PNG that says something in words.
-Bytes textChunk(std::string_view key, const std::string& text)
+std::string textChunk(const std::string& key, const std::string& text)
 {
-    Bytes content { 't', 'E', 'X', 't' };
-    content.insert(content.end(), key.begin(), key.end());
-    content.push_back(0);
-    content.insert(content.end(), text.begin(), text.end());
-    Bytes chunk;
-    append(chunk, static_cast<std::uint32_t>(content.size() - 4));
-    chunk.insert(chunk.end(), content.begin(), content.end());
-    append(chunk, checksum(content));
-    return chunk;
+    const auto content = "tEXt" + key + '\0' + text;
+    return bytesOf(static_cast<std::uint32_t>(content.size() - 4)) + content + bytesOf(checksum(content));
 }
 
 std::string textIn(std::span<const std::uint8_t> png, std::string_view key)
@@ -212,16 +207,16 @@ void ThumbnailCache::keep(const std::string& file, const CGImage& image)
     const auto* folder
         = std::find_if(folders.begin(), folders.end(), [size](const auto& each) { return each.first == size; })->second;
     const auto path = pathFor(uri, folder);
-    auto png = encoded(image);
+    const auto png = encoded(image);
     if (path.empty() || png.size() < pngHead)
         return;
-    auto words = textChunk("Thumb::URI", uri);
-    const auto time = textChunk("Thumb::MTime", std::to_string(*modified)), who = textChunk("Software", "Velmora");
-    words.insert(words.end(), time.begin(), time.end());
-    words.insert(words.end(), who.begin(), who.end());
-    png.insert(png.begin() + pngHead, words.begin(), words.end());
+    const auto words = textChunk("Thumb::URI", uri) + textChunk("Thumb::MTime", std::to_string(*modified))
+        + textChunk("Software", "Velmora");
+    Bytes whole(png.begin(), png.begin() + pngHead);
+    whole.insert(whole.end(), words.begin(), words.end());
+    whole.insert(whole.end(), png.begin() + pngHead, png.end());
     makePrivateFolder(std::filesystem::path(path).parent_path());
-    writeWhole(path, png);
+    writeWhole(path, whole);
 }
 
 }
