@@ -434,9 +434,10 @@ TEST_F(Scrolling, ResistsPastItsEndAndSwingsBack)
     clock.advance(0.3);
     lift({ 100, 165 });
     const int before = heard->scrolls;
-    clock.advance(0.05);
+    clock.advance(0.1001);
     EXPECT_GT(heard->scrolls, before);
-    EXPECT_GT(scroll->contentOffset().y, -pulled);
+    // A critically damped spring of 10 radians a second: (1 + 1) / e of it is left after a tenth of a second.
+    EXPECT_NEAR(scroll->contentOffset().y, -pulled * 0.735759, 0.01);
     clock.advance(2);
     EXPECT_EQ(scroll->contentOffset().y, 0);
     EXPECT_EQ(heard->words.back(), "rests");
