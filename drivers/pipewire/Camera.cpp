@@ -19,12 +19,14 @@ constexpr std::int32_t fineTimescale = 1000000000;
 
 // Seconds.
 constexpr double watchInterval = 0.25;
-constexpr double firstFrameWithin = 2, nextFrameWithin = 1;
+constexpr double firstFrameWithin = 2, nextFrameWithin = 1, stillWithin = 0.7;
 constexpr int mostStalls = 3;
 constexpr double framesOfStall = 10; // frames that a slow camera may be late
 constexpr double oddestFrameTime = 10; // a frame that tells an older or a later time tells another clock's
-constexpr int mostMisfits = 5; // times that a format is asked for
+constexpr int mostMisfits = 25; // times that a format is asked for
 constexpr double untilFormatIsFree = 0.03;
+constexpr int mostBreaks = 20; // times that a refused stream is made again, before it counts as a failure
+constexpr double untilCameraIsFree = 0.05;
 constexpr int framesUntilBelieved = 3; // after a change, of a camera that tells nothing
 
 double clockNow()
@@ -92,20 +94,36 @@ bool Camera::fits(CMVideoDimensions got, CMVideoDimensions wanted)
 {
     if (changing_)
         return false;
+    if (got == wanted)
+        misfits_ = 0;
     if (got == wanted || misfits_ >= mostMisfits) // somebody else uses it, and chose
         return true;
     ++misfits_;
     changing_ = true;
-    soon(
-        [this] {
-            changing_ = false;
-            if (grabbing_)
-                streamStill();
-            else if (const auto problem = restart())
-                tryAgain(problem->localizedDescription());
-        },
-        untilFormatIsFree);
+    soon([this] { streamAgain(); }, untilFormatIsFree);
     return false;
+}
+
+/// The session manager refuses a stream whose camera it has not quite taken back from the one before.
+void Camera::streamBroke(const std::string& why)
+{
+    if (++breaks_ <= mostBreaks)
+        soon([this] { streamAgain(); }, untilCameraIsFree);
+    else if (grabbing_)
+        soon([this, why] { grabFailed(why); });
+    else
+        soon([this, why] { tryAgain(why); });
+}
+
+void Camera::streamAgain()
+{
+    changing_ = false;
+    if (!wanted_ || !node_)
+        return;
+    if (grabbing_)
+        streamStill();
+    else if (const auto problem = restart())
+        tryAgain(problem->localizedDescription());
 }
 
 CaptureDeviceDescription Camera::description() const
@@ -286,7 +304,7 @@ void Camera::stopStreaming(const NSError& error)
     newest_.reset();
     format_.reset();
     grabbing_ = changing_ = false;
-    misfits_ = 0;
+    misfits_ = breaks_ = 0;
     failStills(error);
 }
 
@@ -312,7 +330,7 @@ std::optional<NSError> Camera::restart()
     stream_ = std::make_unique<FrameStream>(*daemon_, *node_, *offer, nearestRate(*offer, wantedRate()),
         FrameStream::Events { [this](const Negotiated& format) { format_ = format; },
             [this](const StreamFrame& frame) { frameArrived(frame); },
-            [this](const std::string& why) { soon([this, why] { tryAgain(why); }); } });
+            [this](const std::string& why) { streamBroke(why); } });
     if (stream_->isConnected())
         return std::nullopt;
     stream_.reset();
@@ -323,16 +341,18 @@ void Camera::watch()
 {
     if (!stream_)
         return;
-    const double now = steadySeconds();
+    const double silence = steadySeconds() - lastFrame_;
     const double rate = format_ ? format_->rate.value() : 0;
-    const double patience
-        = std::max(hadFrame_ ? nextFrameWithin : firstFrameWithin, rate > 0 ? framesOfStall / rate : 0);
-    if (now - lastFrame_ < patience)
+    const double slow = rate > 0 ? framesOfStall / rate : 0;
+    const double patience = grabbing_ ? stillWithin : hadFrame_ ? nextFrameWithin : firstFrameWithin;
+    if (silence < std::max(patience, slow))
         return;
-    if (grabbing_)
-        grabFailed();
-    else
+    if (!grabbing_)
         tryAgain("it sends no frames");
+    else if (++stalls_ <= mostStalls) // the daemon may have joined the stream to the one before
+        streamStill();
+    else
+        grabFailed("none came");
 }
 
 void Camera::tryAgain(const std::string& why)
@@ -356,10 +376,9 @@ void Camera::frameArrived(const StreamFrame& frame)
 {
     lastFrame_ = steadySeconds();
     hadFrame_ = true;
-    stalls_ = 0;
+    stalls_ = breaks_ = 0;
     if (!fits({ frame.picture.width, frame.picture.height }, wantedSize_))
         return;
-    misfits_ = 0;
     if (grabbing_)
         grabbed(frame);
     else

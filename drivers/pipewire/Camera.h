@@ -87,9 +87,11 @@ private:
     void takeNewest(const StillPointer& still);
     void beginGrab();
     void streamStill();
+    void streamBroke(const std::string& why);
+    void streamAgain();
     void grabbed(const StreamFrame& frame);
     void endGrab();
-    void grabFailed();
+    void grabFailed(const std::string& why);
     ExposureInfo exposureAt(double time) const;
     void finish(const StillPointer& still);
     void fail(const StillPointer& still, const NSError& error);
@@ -128,7 +130,7 @@ private:
     std::uint64_t sequence_ = 0, cameraSequence_ = 0;
     bool hadFrame_ = false; // from this stream
     bool newestUsed_ = true; // a still was made of it, or it is older than the settings
-    int stalls_ = 0, misfits_ = 0;
+    int stalls_ = 0, misfits_ = 0, breaks_ = 0;
     bool changing_ = false; // the format is asked for once more in a moment
     CMVideoDimensions wantedSize_; // of the stream's frames
     std::deque<StillPointer> waiting_; // for the next frame

@@ -129,7 +129,7 @@ void Camera::beginGrab()
     if (grabbing_ || grabs_.empty() || !node_)
         return;
     grabbing_ = true;
-    misfits_ = 0;
+    stalls_ = 0;
     streamStill();
 }
 
@@ -139,7 +139,7 @@ void Camera::streamStill()
         return;
     const Offer* offer = grabs_.front()->largest ? largestOffer() : rawOffer();
     if (!offer)
-        return grabFailed();
+        return grabFailed("it offers none");
     wantedSize_ = offer->size;
     hadFrame_ = false;
     lastFrame_ = steadySeconds();
@@ -148,7 +148,7 @@ void Camera::streamStill()
     stream_ = std::make_unique<FrameStream>(*daemon_, *node_, *offer, nearestRate(*offer, 0),
         FrameStream::Events { [this](const Negotiated& format) { format_ = format; },
             [this](const StreamFrame& frame) { frameArrived(frame); },
-            [this](const std::string&) { soon([this] { grabFailed(); }); } });
+            [this](const std::string& why) { streamBroke(why); } });
 }
 
 void Camera::grabbed(const StreamFrame& frame)
@@ -167,7 +167,7 @@ void Camera::grabbed(const StreamFrame& frame)
         still->largest = false;
     } else if (still->raw) {
         if (!isBayer(frame.picture.layout))
-            return soon([this] { grabFailed(); });
+            return soon([this] { grabFailed("it sends pictures that are not RAW"); });
         still->rawPicture.emplace();
         still->rawPicture->raw = rawImage(frame.picture);
         still->rawPicture->exposure = exposureAt(time);
@@ -198,15 +198,17 @@ void Camera::endGrab()
 }
 
 /// An ordinary frame takes the place of the large picture; nothing takes that of a RAW one.
-void Camera::grabFailed()
+void Camera::grabFailed(const std::string& why)
 {
     if (grabs_.empty())
         return;
     const auto still = grabs_.front();
     grabs_.pop_front();
     grabbing_ = false;
+    stalls_ = 0;
     if (still->largest) {
-        NSLog("[PipeWire] The camera \"%@\" gives no picture in its largest format; the photo is a frame.", identity_);
+        NSLog("[PipeWire] The camera \"%@\" gives no picture in its largest format (%@); the photo is a frame.",
+            identity_, why);
         still->largest = false;
         waiting_.push_back(still);
     } else

@@ -37,7 +37,8 @@ protected:
 
 TEST_F(RealCamera, ShootsTwentyPhotosInItsLargestFormat)
 {
-    const auto outcome = runThere("--camera pipewire --json --quiet shoot --count 20 --out photos");
+    const auto outcome = runThere("--camera pipewire --json shoot --count 20 --out photos");
+
     ASSERT_EQ(outcome.status, 0) << outcome.err;
     const auto json = outcome.json();
     EXPECT_EQ(json["driver"], "pipewire");
@@ -46,6 +47,7 @@ TEST_F(RealCamera, ShootsTwentyPhotosInItsLargestFormat)
     for (const auto& photo : json["photos"])
         EXPECT_EQ(photo["width"].get<int>() * photo["height"].get<int>(), 1280 * 960);
     EXPECT_EQ(filesIn("photos").size(), 20U);
+    EXPECT_EQ(outcome.err.find("[PipeWire]"), std::string::npos) << outcome.err;
 }
 
 TEST_F(RealCamera, IsFoundWithoutBeingNamed)
