@@ -11,6 +11,7 @@
 #include "velmora/library/QVPersistentPhotoAlbum.h"
 #include "velmora/library/QVPersistentPhotoCollectionList.h"
 #include "velmora/model/QVCameraHardware.h"
+#include "velmora/model/QVCameraViewController.h"
 #include "velmora/model/QVLens.h"
 #include "velmora/results/QVCaptureLocationInfo.h"
 #include "velmora/results/QVLocationProvider.h"

@@ -90,6 +90,18 @@ CMAcceleration gravity(UIDeviceOrientation orientation)
 
 }
 
+PhoneDescription phoneOf(const Options& options)
+{
+    auto description = describedBy(options.global.phone.value_or("triple"));
+    if (options.global.footage)
+        description.footage = *options.global.footage;
+    if (options.global.at)
+        description.track = { { 0, make<CLLocation>(options.global.at->latitude, options.global.at->longitude) } };
+    if (options.camera.orientation)
+        description.motion = { { 0, gravity(*options.camera.orientation) } };
+    return description;
+}
+
 CameraSource::CameraSource(const Options& options, Need need)
 {
     drivers::installDefaults();
@@ -110,7 +122,8 @@ CameraSource::CameraSource(const Options& options, Need need)
         hasPlace_ = LocationDriver::installed() != nullptr;
         return;
     }
-    if (!options.global.describesPhone()) {
+    const bool mayBeInvented = options.global.describesPhone() || options.command == Command::Screen;
+    if (!mayBeInvented) {
         if (need == MustBeThere)
             throw noCamera();
         return;
@@ -144,13 +157,7 @@ void CameraSource::plugIn(const std::string& driver, Need need)
 void CameraSource::plugInVirtualPhone(const Options& options)
 {
     static SteadyClock clock;
-    auto description = describedBy(options.global.phone.value_or("triple"));
-    if (options.global.footage)
-        description.footage = *options.global.footage;
-    if (options.global.at)
-        description.track = { { 0, make<CLLocation>(options.global.at->latitude, options.global.at->longitude) } };
-    if (options.camera.orientation)
-        description.motion = { { 0, gravity(*options.camera.orientation) } };
+    const auto description = phoneOf(options);
     hasPlace_ = !description.track.empty();
     try {
         phone_ = std::make_unique<VirtualPhone>(description, clock);

@@ -7,10 +7,14 @@
 #include "apps/camera/Options.h"
 
 namespace velmora::drivers::phone {
+struct PhoneDescription;
 class VirtualPhone;
 }
 
 namespace velmora::camera {
+
+/// The virtual phone that the options describe. Throws Refusal.
+drivers::phone::PhoneDescription phoneOf(const Options& options);
 
 /// Where the cameras come from: this machine's, or a virtual phone that lives as long as this.
 class CameraSource {

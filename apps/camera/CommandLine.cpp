@@ -247,6 +247,31 @@ void addFramesOptions(CLI::App& command, FramesOptions& options)
         ->type_name("N");
 }
 
+void addSnapshotOptions(CLI::App& command, SnapshotOptions& options)
+{
+    command.add_option("--png", options.png, "The picture; a file that is there already is refused")
+        ->type_name("FILE")
+        ->required();
+    command
+        .add_option_function<std::string>(
+            "--size", [&options](const std::string& text) { options.size = pictureSize(text); },
+            "Of the screen, in points (390x844)")
+        ->type_name("WxH");
+    command
+        .add_option_function<std::string>(
+            "--scale",
+            [&options](const std::string& text) {
+                constexpr double most = 8;
+                options.scale = numberFor(
+                    "--scale", text, [](double value) { return value >= 0.25 && value <= most; },
+                    "a number from 0.25 to 8");
+            },
+            "Pixels for a point (2)")
+        ->type_name("S");
+    command.add_option("--script", options.script, "Touches: SECONDS down|move|up|cancel X Y [FINGER] a line")
+        ->type_name("FILE");
+}
+
 /// What CLI11 found wrong, as one of our sentences.
 Refusal refusal(const CLI::ParseError& error)
 {
@@ -262,14 +287,26 @@ std::variant<Options, Information> parseCommandLine(int argc, const char* const*
     CLI::App app("Takes photos and movies with a phone's cameras, real ones or the virtual phone's.", "velmora-camera");
     app.set_version_flag("--version", "velmora-camera " VELMORA_VERSION);
     app.set_help_all_flag("--help-all", "Help for all commands");
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1);
     addGlobalOptions(app, options.global);
 
     CLI::App& shoot = *app.add_subcommand("shoot", "Takes photos, stores them, stops");
     shoot.fallthrough(); // global options may stand anywhere
+    shoot.callback([&options] { options.command = Command::Shoot; });
     addCameraOptions(shoot, options.camera);
     addShootOptions(shoot, options.shoot);
     shoot.footer("Example:\n  velmora-camera shoot --camera virtual --footage field.jpg --at 35.0116,135.7681 --out .");
+    CLI::App& screen = *app.add_subcommand("screen", "Opens the camera screen in a window; also without any command");
+    screen.fallthrough();
+    screen.callback([&options] { options.command = Command::Screen; });
+    addCameraOptions(screen, options.camera);
+    screen.footer("Example:\n  velmora-camera --camera virtual screen");
+    CLI::App& snapshot = *app.add_subcommand("snapshot", "Draws the virtual phone's camera screen into a PNG");
+    snapshot.fallthrough();
+    snapshot.callback([&options] { options.command = Command::Snapshot; });
+    addCameraOptions(snapshot, options.camera);
+    addSnapshotOptions(snapshot, options.snapshot);
+    snapshot.footer("Example:\n  velmora-camera snapshot --png screen.png --size 360x720");
     CLI::App& record = *app.add_subcommand("record", "Records a movie and stores it");
     record.fallthrough();
     record.callback([&options] { options.command = Command::Record; });
@@ -312,9 +349,6 @@ std::variant<Options, Information> parseCommandLine(int argc, const char* const*
         return Information { app.help("", CLI::AppFormatMode::All) };
     } catch (const CLI::CallForVersion&) {
         return Information { "velmora-camera " VELMORA_VERSION "\n" };
-    } catch (const CLI::RequiredError&) {
-        throw Refusal("The command line is wrong", "no command is in it",
-            "velmora-camera --help shows what is accepted", ExitWrongCommandLine);
     } catch (const CLI::ParseError& error) {
         throw refusal(error);
     }

@@ -99,7 +99,8 @@ void FramesCommand::run()
     const auto ages = std::make_shared<Ages>(wanted);
     constexpr double toMilliseconds = 1000;
     controller.beginReceivingVideoSampleBuffer([ages](const std::shared_ptr<CMSampleBuffer>& buffer) {
-        ages->add((Scheduler::current().clock().now() - CMTimeGetSeconds(buffer->presentationTimeStamp())) * toMilliseconds);
+        ages->add(
+            (Scheduler::current().clock().now() - CMTimeGetSeconds(buffer->presentationTimeStamp())) * toMilliseconds);
     });
     // As long as frames come.
     for (std::size_t before = 0; ages->count() < wanted; before = ages->count()) {

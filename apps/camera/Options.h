@@ -76,16 +76,24 @@ struct AlbumOptions {
     std::optional<std::string> folder;
 };
 
-enum class Command : std::uint8_t { Shoot, Record, Frames, Lenses, Devices, Album };
+struct SnapshotOptions {
+    std::optional<std::filesystem::path> png;
+    PictureSize size { 390, 844 }; ///< points
+    double scale = 2; ///< pixels for a point
+    std::optional<std::string> script;
+};
+
+enum class Command : std::uint8_t { Screen, Snapshot, Shoot, Record, Frames, Lenses, Devices, Album };
 
 struct Options {
-    Command command = Command::Shoot;
+    Command command = Command::Screen;
     GlobalOptions global;
     CameraOptions camera;
     ShootOptions shoot;
     RecordOptions record;
     FramesOptions frames;
     AlbumOptions album;
+    SnapshotOptions snapshot;
 };
 
 }

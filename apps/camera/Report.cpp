@@ -227,6 +227,13 @@ void Report::beginPhotos()
     object_->json["photos"] = ordered_json::array();
 }
 
+void Report::tellSnapshot(const std::filesystem::path& png)
+{
+    object_->json["png"] = png.string();
+    if (form_ == Form::Lines)
+        writeToStandardOutput(png.string() + "\n");
+}
+
 void Report::tell(const MovieReport& movie)
 {
     putIfKnown(object_->json, "movie", movie.movie);

@@ -88,6 +88,7 @@ public:
     /// Also what has nothing in it is told, in JSON.
     void beginPhotos();
     void add(const PhotoReport& photo);
+    void tellSnapshot(const std::filesystem::path& png);
     void tell(const MovieReport& movie);
     void tell(const FramesReport& frames);
     void tell(const std::vector<LensReport>& lenses);

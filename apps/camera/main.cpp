@@ -14,6 +14,7 @@
 #include "apps/camera/RecordCommand.h"
 #include "apps/camera/Refusal.h"
 #include "apps/camera/Report.h"
+#include "apps/camera/ScreenCommands.h"
 #include "apps/camera/ShootCommand.h"
 
 namespace velmora::camera {
@@ -39,6 +40,12 @@ void perform(int argc, char** argv, Report& report, const Interruption& interrup
     const auto& options = std::get<Options>(parsed);
     setLogLevel(options.global.log);
     switch (options.command) {
+    case Command::Screen:
+        showScreen(options, report, interruption);
+        break;
+    case Command::Snapshot:
+        takeSnapshot(options, report);
+        break;
     case Command::Shoot:
         ShootCommand(options, report, interruption).run();
         break;

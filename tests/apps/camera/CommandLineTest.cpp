@@ -32,14 +32,13 @@ TEST_F(CommandLine, TellsItsVersion)
     EXPECT_EQ(outcome.out, "velmora-camera 0.1.0\n");
 }
 
-TEST_F(CommandLine, WithoutACommandItIsWrong)
+TEST_F(CommandLine, WithoutACommandItOpensTheScreen)
 {
-    const auto outcome = run("");
-    EXPECT_EQ(outcome.status, 2);
+    const auto outcome = run("--camera virtual", "unset DISPLAY;");
+    EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err,
-        "velmora-camera: The command line is wrong: no command is in it; velmora-camera --help shows what is "
-        "accepted.\n");
+    EXPECT_THAT(
+        outcome.err, testing::StartsWith("velmora-camera: The camera screen cannot be shown: there is no desktop"));
 }
 
 struct WrongLine {

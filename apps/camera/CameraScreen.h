@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "velmora/capture/QVHardwareButtons.h"
+#include "velmora/model/QVCameraHardware.h"
+#include "velmora/model/QVCameraViewController.h"
+
+#include "platform/Foundation/Cancellable.h"
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace velmora {
+class QVSlider;
+class UIHostingView;
+class UILabel;
+}
+
+namespace velmora::camera {
+
+/// The program's camera screen: the viewfinder with its marks, the shutter button, sliders for zoom and exposure bias,
+/// what the camera's ISO and shutter are, and the buttons of housing and keyboard. On the main thread.
+class CameraScreen : public QVCameraViewController {
+public:
+    /// On the main thread.
+    using Taken = std::function<void(const std::shared_ptr<QVPhotoCaptureOutput>& photo)>;
+
+    CameraScreen(std::shared_ptr<QVCameraHardware> model, Taken taken);
+
+    std::shared_ptr<QVCameraController> hardwareCameraController() override { return model_->controller(); }
+    void loadView() override;
+    void viewDidLoad() override;
+    void viewDidLayoutSubviews() override;
+    void willCapturePhoto() override;
+    void didCapturePhoto(
+        const std::shared_ptr<QVPhotoCaptureOutput>& output, const std::optional<NSError>& error) override;
+
+    /// A line at the screen's edge, such as what went wrong; it stays until the next photo.
+    void showMessage(const std::string& text);
+
+private:
+    void makeSliders();
+    void makeLensMenu();
+    void followCamera();
+    void layOutPortrait(CGSize size);
+    void layOutLandscape(CGSize size);
+
+    const std::shared_ptr<QVCameraHardware> model_;
+    const Taken taken_;
+    std::shared_ptr<QVSlider> zoom_, bias_;
+    std::shared_ptr<UILabel> iso_, shutter_, message_;
+    std::shared_ptr<UIHostingView> buttons_;
+    std::shared_ptr<QVHardwareButtons::CameraButtonDelegate> lensMenu_;
+    std::vector<Cancellable> observations_;
+};
+
+}
