@@ -263,7 +263,7 @@ BusList Bus::call(const BusObject& object, const std::string& operation, const s
         throw errorFromErrno(-result, operation + " cannot be asked for");
     for (const BusArgument& argument : arguments)
         append(question, argument);
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error {};
     result
         = sd_bus_call(connection_->bus, question, static_cast<std::uint64_t>(seconds * microseconds), &error, &answer);
     sd_bus_message_unref(question);
