@@ -8,6 +8,7 @@
 #include "velmora/capture/QVImageOrientation.h"
 #include "velmora/capture/QVUTTypeDNG.h"
 #include "velmora/capture/QVVideoStabilizationTitle.h"
+#include "velmora/library/QVLastShotImageView.h"
 #include "velmora/library/QVPersistentPhotoAlbum.h"
 #include "velmora/library/QVPersistentPhotoCollectionList.h"
 #include "velmora/model/QVCameraHardware.h"
