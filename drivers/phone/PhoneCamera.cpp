@@ -471,6 +471,9 @@ Shot PhoneCamera::shot(
     const int torch = condition.settings.torchMode;
     if (torch == on || (torch == automatic && condition.exposure.ISO > model::darkISO))
         result.gain *= model::torchLight(phone->sceneDistance);
+    constexpr int authorised = 3;
+    if (phone->permissions.camera != authorised)
+        result.gain = 0; // whoever may not look sees nothing
     if (model::focuses(camera))
         result.blur = model::blur(condition.lens, phone->sceneDistance, camera) * result.view.zoom;
     result.noise = model::noise(condition.exposure.ISO);

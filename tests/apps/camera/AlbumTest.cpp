@@ -78,7 +78,7 @@ TEST_F(Album, AShotIntoItTellsItsFiles)
     EXPECT_THAT(photo["jpg"].get<std::string>(), MatchesRegex(".*/library/IMG_[0-9]+_[0-9]+\\.jpg"));
     EXPECT_THAT(photo["dng"].get<std::string>(), MatchesRegex(".*/library/IMG_[0-9]+_[0-9]+\\.dng"));
     EXPECT_EQ(photos().size(), 2U);
-    EXPECT_EQ(run("--library library --json album Roof").json()["photos"], (nlohmann::json { photo["jpg"] }));
+    EXPECT_EQ(run("--library library --json album Roof").json()["photos"], (nlohmann::json::array({ photo["jpg"] })));
 }
 
 TEST_F(Album, ALivePhotoKeepsItsMovie)

@@ -86,6 +86,18 @@ TEST_F(Seen, ColoursComeThrough)
     EXPECT_EQ(pixels->planes()[1].data[1], 182); // 128 + (R - Y) / 1.402
 }
 
+TEST_F(Seen, WithoutAccessEverythingIsBlack)
+{
+    see(640, 480, [](int, int) { return Pixel { 255, 255, 255 }; });
+    EXPECT_GT(luma(*frame(), 320, 240), 250);
+    for (const int status : { 0, 1, 2 }) {
+        phone.change([&](PhoneDescription& description) { description.permissions.camera = status; });
+        EXPECT_EQ(luma(*frame(), 320, 240), 0) << status;
+    }
+    phone.change([](PhoneDescription& description) { description.permissions.camera = 3; });
+    EXPECT_GT(luma(*frame(), 320, 240), 250);
+}
+
 TEST_F(Seen, HeldUprightTheWorldsTopIsAtTheSensorsLeft)
 {
     see(480, 640, [](int x, int y) { return grey(y < 320 ? 200 : x < 240 ? 100 : 50); });
