@@ -52,6 +52,7 @@ protected:
     {
         window->setRootViewController(nullptr);
         clock.advance(2);
+        screen->setHardwareCameraController(nullptr); // it keeps a failed shot, whose handler keeps the screen
         screen.reset();
         clock.advance(1);
     }
