@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # Draws the pictures of docs/images again, with the program that is built in build/release or, if given, another one:
 #   tools/draw-screens.sh [PROGRAM]
-# The viewfinders are drawn by the example beside it.
+# The viewfinders and the sliders are drawn by the examples beside it.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 program=${1:-build/release/bin/velmora-camera}
@@ -27,8 +27,11 @@ draw screen-pressed --size 360x720 --script "$work/pressed"
 printf '0.1 down 180 668\n0.2 up 180 668\n0.31 down 2 2\n' >"$work/closing"
 draw screen-closing --size 360x720 --script "$work/closing"
 
-viewfinder=$(realpath "$(dirname "$program")")/example_viewfinder
+examples=$(realpath "$(dirname "$program")")
+viewfinder=$examples/example_viewfinder
 for size in "360 720" "844 390"; do
   (cd "$work" && "$viewfinder" denied $size)
   mv "$work/viewfinder.png" "$images/viewfinder-denied-${size/ /x}.png"
 done
+(cd "$work" && "$examples/example_slider")
+mv "$work/slider.png" "$images/slider.png"
