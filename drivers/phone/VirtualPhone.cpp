@@ -12,8 +12,8 @@
 #include "platform/Foundation/SystemVersion.h"
 #include "platform/UIKit/UIApplication.h"
 
-#include "drivers/phone/PhoneCapture.h"
 #include "drivers/phone/PhoneButtons.h"
+#include "drivers/phone/PhoneCapture.h"
 #include "drivers/phone/PhoneControls.h"
 #include "drivers/phone/PhoneGeocoder.h"
 #include "drivers/phone/PhoneLocation.h"

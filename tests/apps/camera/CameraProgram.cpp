@@ -34,7 +34,9 @@ ProgramOutcome CameraProgram::runLine(const std::string& line) const
 {
     const auto errors = path("stderr");
     const Outcome outcome = runCommand("cd '" + folder.path() + "' && export HOME='" + path("home")
-        + "' TZ=Asia/Kathmandu && unset XDG_PICTURES_DIR XDG_CONFIG_HOME && export DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nowhere DBUS_SESSION_BUS_ADDRESS=unix:path=/nowhere VELMORA_GPSD=127.0.0.1:1 PIPEWIRE_RUNTIME_DIR='"
+        + "' TZ=Asia/Kathmandu && unset XDG_PICTURES_DIR XDG_CONFIG_HOME && export "
+          "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nowhere DBUS_SESSION_BUS_ADDRESS=unix:path=/nowhere "
+          "VELMORA_GPSD=127.0.0.1:1 PIPEWIRE_RUNTIME_DIR='"
         + folder.path() + "' && camera='" VELMORA_CAMERA "' && { " + line + "; } 2>'" + errors + "'");
     std::ifstream file(errors);
     return { outcome.status, outcome.output, { std::istreambuf_iterator<char>(file), {} } };

@@ -248,8 +248,10 @@ TEST_F(LastShot, ItsPictureCanBeTakenAway)
 TEST_F(LastShot, WhenItIsGoneTheLibraryTellsNobody)
 {
     makeView();
+    const std::weak_ptr<QVLastShotImageView> gone = view;
     view->removeFromSuperview();
     view.reset();
+    EXPECT_TRUE(gone.expired());
     phone.addPhotos("", 1);
     clock.advance(1);
 }
