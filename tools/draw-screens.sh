@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Draws the pictures of docs/images again, with the program that is built in build/release or, if given, another one:
+# Draws the pictures of docs/images again, with the program that ./test builds or, if given, another one:
 #   tools/draw-screens.sh [PROGRAM]
 # The viewfinders and the sliders are drawn by the examples beside it.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-program=${1:-build/release/bin/velmora-camera}
+program=${1:-build/debug/bin/velmora-camera}
 images=docs/images
 mkdir -p "$images"
 work=$(mktemp -d)
