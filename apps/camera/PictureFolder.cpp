@@ -87,6 +87,11 @@ fs::path PictureFolder::ofUser()
     return folder;
 }
 
+fs::path PictureFolder::chosen(const std::optional<fs::path>& out, const std::optional<fs::path>& library)
+{
+    return out ? *out : library ? *library : ofUser();
+}
+
 PictureFolder::PictureFolder(const fs::path& folder)
 {
     std::error_code error;

@@ -26,6 +26,9 @@ class PictureFolder {
 public:
     /// The user's pictures folder (XDG user directories, else ~/Pictures) and "Camera" in it.
     static std::filesystem::path ofUser();
+    /// The folder of --out, else that of --library, else the user's.
+    static std::filesystem::path chosen(
+        const std::optional<std::filesystem::path>& out, const std::optional<std::filesystem::path>& library);
 
     /// Makes the folder when it is missing. Throws Refusal when nothing can be written there.
     explicit PictureFolder(const std::filesystem::path& folder);

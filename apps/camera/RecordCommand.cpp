@@ -82,9 +82,7 @@ RecordCommand::RecordCommand(const Options& options, Report& report, const Inter
     : options_(options)
     , report_(report)
     , interruption_(interruption)
-    , folder_(options.record.out       ? *options.record.out
-              : options.global.library ? *options.global.library
-                                       : PictureFolder::ofUser())
+    , folder_(PictureFolder::chosen(options.record.out, options.global.library))
 {
 }
 

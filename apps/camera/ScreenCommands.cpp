@@ -102,8 +102,7 @@ void showScreen(const Options& options, Report& report, const Interruption& inte
         throw Refusal("The camera screen cannot be shown", "the desktop gives no window",
             "draw it with velmora-camera snapshot --png FILE");
     report.setDriver(CaptureDriver::installed()->name());
-    const auto folder
-        = std::make_shared<PictureFolder>(options.global.library ? *options.global.library : PictureFolder::ofUser());
+    const auto folder = std::make_shared<PictureFolder>(PictureFolder::chosen({}, options.global.library));
     const DispatchQueue storing("org.velmora.camera.storing");
     bool closed = false;
     std::weak_ptr<CameraScreen> weakScreen;

@@ -80,9 +80,7 @@ ShootCommand::ShootCommand(const Options& options, Report& report, const Interru
     : options_(options)
     , report_(report)
     , interruption_(interruption)
-    , folder_(options.shoot.out        ? *options.shoot.out
-              : options.global.library ? *options.global.library
-                                       : PictureFolder::ofUser())
+    , folder_(PictureFolder::chosen(options.shoot.out, options.global.library))
 {
 }
 

@@ -6,6 +6,8 @@
 #include "platform/Foundation/NSLog.h"
 #include "platform/Foundation/Scheduler.h"
 
+#include "drivers/iio/Polling.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -165,36 +167,6 @@ struct Accelerometer::Chip {
 
 namespace {
 
-/// Reads at each interval until it is ended. It keeps itself by the block that waits.
-struct Polling : std::enable_shared_from_this<Polling> {
-    void next()
-    {
-        queue.after(interval, [self = shared_from_this()] {
-            if (!self->wanted)
-                return;
-            self->tell();
-            self->next();
-        });
-    }
-    void tell() const
-    {
-        std::optional<CMAccelerometerData> data;
-        std::optional<NSError> error;
-        try {
-            data = CMAccelerometerData { chip->read(), Scheduler::current().clock().now() };
-        } catch (const NSError& failure) {
-            error = failure;
-        }
-        reading(data, std::move(error));
-    }
-
-    double interval = 0;
-    MotionDriver::Reading reading;
-    std::shared_ptr<const Accelerometer::Chip> chip;
-    std::atomic<bool> wanted { true };
-    const DispatchQueue queue { "org.velmora.iio.accelerometer" };
-};
-
 /// "iio:device12" -> 12, so that ten comes after two.
 std::optional<long> deviceNumber(const std::string& name)
 {
@@ -243,12 +215,14 @@ std::shared_ptr<Accelerometer> Accelerometer::find(const std::string& devices)
 
 Cancellable Accelerometer::start(double interval, Reading reading)
 {
-    const auto polling = std::make_shared<Polling>();
-    polling->interval = interval;
-    polling->reading = std::move(reading);
-    polling->chip = chip_;
-    polling->next();
-    return Cancellable([polling] { polling->wanted = false; });
+    const auto polling = std::make_shared<Polling>(
+        "org.velmora.iio.accelerometer", interval,
+        [chip = chip_] {
+            return std::optional(CMAccelerometerData { chip->read(), Scheduler::current().clock().now() });
+        },
+        std::move(reading));
+    polling->begin();
+    return Cancellable([polling] { polling->end(); });
 }
 
 }

@@ -5,6 +5,7 @@
 #include "platform/Foundation/Scheduler.h"
 
 #include "drivers/Bus.h"
+#include "drivers/iio/Polling.h"
 
 #include <array>
 #include <atomic>
@@ -29,40 +30,16 @@ constexpr std::array holds {
     Hold { "right-up", { -1, 0, 0 } },
 };
 
-/// Reads at each interval until it is ended. It keeps itself by the block that waits.
-struct Polling : std::enable_shared_from_this<Polling> {
-    void next()
-    {
-        queue.after(interval, [self = shared_from_this()] {
-            if (!self->wanted)
-                return;
-            self->tell();
-            self->next();
-        });
-    }
-    void tell() const
-    {
-        std::optional<CMAccelerometerData> data;
-        std::optional<NSError> error;
-        try {
-            const auto properties = bus->properties(proxy);
-            const auto told = properties.find("AccelerometerOrientation");
-            for (const Hold& hold : holds)
-                if (told != properties.end() && told->second.text() && *told->second.text() == hold.word)
-                    data = CMAccelerometerData { hold.gravity, Scheduler::current().clock().now() };
-        } catch (const NSError& failure) {
-            error = failure;
-        }
-        if (data || error) // it lies flat, or nobody knows yet
-            reading(data, std::move(error));
-    }
-
-    double interval = 0;
-    MotionDriver::Reading reading;
-    std::shared_ptr<Bus> bus;
-    std::atomic<bool> wanted { true };
-    const DispatchQueue queue { "org.velmora.iio.sensorProxy" };
-};
+/// Nothing while it lies flat, or while nobody knows yet.
+std::optional<CMAccelerometerData> readingOf(Bus& bus)
+{
+    const auto properties = bus.properties(proxy);
+    const auto told = properties.find("AccelerometerOrientation");
+    for (const Hold& hold : holds)
+        if (told != properties.end() && told->second.text() && *told->second.text() == hold.word)
+            return CMAccelerometerData { hold.gravity, Scheduler::current().clock().now() };
+    return std::nullopt;
+}
 
 }
 
@@ -87,28 +64,25 @@ SensorProxy::SensorProxy(std::shared_ptr<Bus> bus)
 
 Cancellable SensorProxy::start(double interval, Reading reading)
 {
-    const auto polling = std::make_shared<Polling>();
-    polling->interval = interval;
-    polling->reading = std::move(reading);
-    polling->bus = bus_;
-    polling->queue.async([polling] {
+    const auto polling = std::make_shared<Polling>(
+        "org.velmora.iio.sensorProxy", interval, [bus = bus_] { return readingOf(*bus); }, std::move(reading));
+    polling->queue().async([polling, bus = bus_] {
         try {
-            polling->bus->call(proxy, "ClaimAccelerometer");
+            bus->call(proxy, "ClaimAccelerometer");
         } catch (const NSError& error) {
-            polling->reading(std::nullopt, error);
+            polling->fail(error);
         }
-        polling->next();
+        polling->begin();
     });
-    return Cancellable([polling] {
-        polling->wanted = false;
-        polling->queue.async([polling] {
+    return Cancellable([polling, bus = bus_] {
+        polling->end();
+        polling->queue().async([bus] {
             try {
-                polling->bus->call(proxy, "ReleaseAccelerometer");
+                bus->call(proxy, "ReleaseAccelerometer");
             } catch (const NSError&) {
                 return; // the service has gone, and its claims with it
             }
         });
     });
 }
-
 }

@@ -143,6 +143,11 @@ std::string UIColor::description() const
     return text.str();
 }
 
+std::optional<CGColor> layerColorOf(const std::shared_ptr<UIColor>& color)
+{
+    return color ? std::optional(color->cgColor()) : std::nullopt;
+}
+
 bool sameColor(const std::shared_ptr<UIColor>& a, const std::shared_ptr<UIColor>& b)
 {
     return a ? a->isEqual(b.get()) : !b;

@@ -5,6 +5,7 @@
 #include "platform/Foundation/NSObject.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace velmora {
@@ -50,6 +51,9 @@ public:
 private:
     const CGColor color_;
 };
+
+/// What a layer is given for it: none where there is no colour.
+VELMORA_EXPORT std::optional<CGColor> layerColorOf(const std::shared_ptr<UIColor>& color);
 
 /// Equal colours, or none on both sides.
 VELMORA_EXPORT bool sameColor(const std::shared_ptr<UIColor>& a, const std::shared_ptr<UIColor>& b);

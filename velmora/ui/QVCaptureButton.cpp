@@ -15,11 +15,6 @@ constexpr double ringWidth = 2, discInset = 4;
 constexpr double feedbackTime = 0.5; // seconds
 constexpr double pressedScale = 0.7F; // in single precision
 
-std::optional<CGColor> layerColor(const std::shared_ptr<UIColor>& color)
-{
-    return color ? std::optional(color->cgColor()) : std::nullopt;
-}
-
 }
 
 QVCaptureButton::QVCaptureButton(CGRect frame)
@@ -56,12 +51,12 @@ void QVCaptureButton::_initialize()
 {
     setBackgroundColor(UIColor::clearColor());
     outerRingLayer_ = CAShapeLayer::layer();
-    outerRingLayer_->setStrokeColor(layerColor(outlineColor()));
+    outerRingLayer_->setStrokeColor(layerColorOf(outlineColor()));
     outerRingLayer_->setFillColor(UIColor::clearColor()->cgColor());
     outerRingLayer_->setLineWidth(ringWidth);
     layer()->addSublayer(outerRingLayer_);
     innerButtonLayer_ = CALayer::layer();
-    innerButtonLayer_->setBackgroundColor(layerColor(tintColor()));
+    innerButtonLayer_->setBackgroundColor(layerColorOf(tintColor()));
     layer()->addSublayer(innerButtonLayer_);
 }
 
@@ -73,7 +68,7 @@ std::shared_ptr<UIColor> QVCaptureButton::outlineColor() const
 void QVCaptureButton::setOutlineColor(const std::shared_ptr<UIColor>& color)
 {
     outlineColor_ = color;
-    outerRingLayer_->setStrokeColor(layerColor(color));
+    outerRingLayer_->setStrokeColor(layerColorOf(color));
 }
 
 std::shared_ptr<UIColor> QVCaptureButton::disabledColor() const
@@ -94,8 +89,8 @@ void QVCaptureButton::layoutSubviews()
 
 void QVCaptureButton::restoreColors()
 {
-    outerRingLayer_->setStrokeColor(layerColor(outlineColor()));
-    innerButtonLayer_->setBackgroundColor(layerColor(tintColor()));
+    outerRingLayer_->setStrokeColor(layerColorOf(outlineColor()));
+    innerButtonLayer_->setBackgroundColor(layerColorOf(tintColor()));
 }
 
 void QVCaptureButton::tintColorDidChange()
@@ -112,15 +107,15 @@ void QVCaptureButton::setEnabled(bool enabled)
         restoreColors();
         return;
     }
-    outerRingLayer_->setStrokeColor(layerColor(disabledColor_));
-    innerButtonLayer_->setBackgroundColor(layerColor(disabledColor_));
+    outerRingLayer_->setStrokeColor(layerColorOf(disabledColor_));
+    innerButtonLayer_->setBackgroundColor(layerColorOf(disabledColor_));
 }
 
 void QVCaptureButton::touchesBegan(const UITouches& touches, const std::shared_ptr<UIEvent>& event)
 {
     UIControl::touchesBegan(touches, event);
     animateWithDuration(feedbackTime, 0, UIViewAnimationOptionBeginFromCurrentState, [this] {
-        innerButtonLayer_->setBackgroundColor(layerColor(disabledColor()));
+        innerButtonLayer_->setBackgroundColor(layerColorOf(disabledColor()));
         innerButtonLayer_->setTransform(CATransform3DMakeScale(pressedScale, pressedScale, pressedScale));
         outerRingLayer_->setOpacity(0);
     });
@@ -130,7 +125,7 @@ void QVCaptureButton::touchesEnded(const UITouches& touches, const std::shared_p
 {
     UIControl::touchesEnded(touches, event);
     animateWithDuration(feedbackTime, 0, UIViewAnimationOptionBeginFromCurrentState, [this] {
-        innerButtonLayer_->setBackgroundColor(layerColor(tintColor()));
+        innerButtonLayer_->setBackgroundColor(layerColorOf(tintColor()));
         innerButtonLayer_->setTransform(CATransform3DIdentity);
         outerRingLayer_->setOpacity(1);
     });

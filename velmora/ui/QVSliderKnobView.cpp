@@ -14,11 +14,6 @@ namespace {
 constexpr double shrunkInset = 14, fullInset = 10;
 constexpr double stripeRadius = 10, ringRadius = 6, dotRadius = 2;
 
-std::optional<CGColor> layerColor(const std::shared_ptr<UIColor>& color)
-{
-    return color ? std::optional(color->cgColor()) : std::nullopt;
-}
-
 }
 
 QVSliderKnobView::QVSliderKnobView(CGRect frame)
@@ -72,7 +67,7 @@ void QVSliderKnobView::tintColorDidChange()
 {
     UIView::tintColorDidChange();
     if (knobLayer_)
-        knobLayer_->setFillColor(layerColor(tintColor()));
+        knobLayer_->setFillColor(layerColorOf(tintColor()));
 }
 
 bool QVSliderKnobView::displayLayer(const std::shared_ptr<CALayer>&)
@@ -88,7 +83,7 @@ bool QVSliderKnobView::displayLayer(const std::shared_ptr<CALayer>&)
         stripeLayer_->setPath(circle(radius - stripeRadius)->cgPath());
         stripeLayer_->setFillColor(std::nullopt);
         stripeLayer_->setLineWidth(1);
-        stripeLayer_->setStrokeColor(layerColor(alternateColor_));
+        stripeLayer_->setStrokeColor(layerColorOf(alternateColor_));
     } else {
         disc->appendPath(circle(radius - ringRadius));
         disc->appendPath(circle(radius - dotRadius));
@@ -96,7 +91,7 @@ bool QVSliderKnobView::displayLayer(const std::shared_ptr<CALayer>&)
     knobLayer_->setBackgroundColor(std::nullopt);
     knobLayer_->setFillRule(kCAFillRuleEvenOdd);
     knobLayer_->setPath(disc->cgPath());
-    knobLayer_->setFillColor(layerColor(tintColor()));
+    knobLayer_->setFillColor(layerColorOf(tintColor()));
     return true;
 }
 

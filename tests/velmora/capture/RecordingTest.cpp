@@ -387,6 +387,18 @@ TEST_F(Recording, StoppingWhatDoesNotRecordOnlyReplacesTheHandler)
     EXPECT_TRUE(controller->movieFileWrittenHandler());
 }
 
+TEST_F(Recording, ItsConnectionGetsNoOrientationWhenItIsPreparedOnlyAtTheNextChange)
+{
+    controller->setSampleBufferOrientation(AVCaptureVideoOrientationLandscapeRight);
+    settle();
+    controller->prepareToCaptureVideo();
+    const auto connection = output<AVCaptureMovieFileOutput>()->connectionWithMediaType(AVMediaTypeVideo);
+    EXPECT_EQ(connection->videoOrientation(), AVCaptureVideoOrientationPortrait);
+    controller->setSampleBufferOrientation(AVCaptureVideoOrientationLandscapeLeft);
+    settle();
+    EXPECT_EQ(connection->videoOrientation(), AVCaptureVideoOrientationLandscapeLeft);
+}
+
 TEST_F(Recording, FollowsTheSampleBufferOrientation)
 {
     prepareAndStart();

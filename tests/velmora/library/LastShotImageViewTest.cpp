@@ -207,6 +207,35 @@ TEST_F(LastShot, NoAlbumCancelsARequestThatIsPending)
     EXPECT_EQ(current()->image(), nullptr);
 }
 
+TEST_F(LastShot, TheRequestsIdentifierIsNotClearedByAnEmptyResultSoALateAnswerStillShows)
+{
+    phone.addPhotos("", 1);
+    answer(1, { true, false, 0.5 });
+    makeView();
+    clock.advance(0.1);
+    view->setMonitoredAssetCollection(album("Mine"));
+    EXPECT_EQ(current()->image(), nullptr);
+    clock.advance(1);
+    EXPECT_NE(current()->image(), nullptr);
+}
+
+TEST_F(LastShot, ASlideThatIsInterruptedLeavesItsImageAllTheSame)
+{
+    phone.addPhotos("", 1);
+    answer(1, { true, false });
+    makeView();
+    clock.advance(0.5);
+    const auto image = current()->image();
+    view->clearImageView(nullptr);
+    view->setImage(image, true);
+    clock.advance(0.4);
+    EXPECT_EQ(current()->image(), nullptr);
+    view->removeFromSuperview();
+    clock.advance(0);
+    EXPECT_EQ(current()->image(), image);
+    EXPECT_EQ(incoming()->image(), nullptr);
+}
+
 TEST_F(LastShot, WithoutAccessItStaysEmpty)
 {
     phone.addPhotos("", 1);

@@ -221,6 +221,15 @@ TEST_F(Slider, ADragSendsValueChangedAtEveryMovementAndTouchUpInsideAtItsEnd)
     EXPECT_EQ(events, (std::vector<int> { 1, 4096, 4096, 64 }));
 }
 
+TEST_F(Slider, TheBeginningOfAPanMovesNothing)
+{
+    touchDown({ 190, 120 });
+    moveTo({ 220, 120 });
+    EXPECT_EQ(slider->currentValue(), 0.5F);
+    EXPECT_EQ(knob()->center(), CGPointMake(170, 20));
+    EXPECT_EQ(events, std::vector<int> { 1 });
+}
+
 TEST_F(Slider, ADragStopsAtTheEnds)
 {
     dragTo({ -500, 20 });
