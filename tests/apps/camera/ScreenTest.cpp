@@ -128,10 +128,11 @@ TEST_F(ScreenProgram, InAWindowAClickOnTheButtonStoresAPhoto)
 {
     if (!requireTool("Xvfb") || !requireTool("xdotool"))
         return;
-    // The window fills its desktop; the button is 36 points above its lower edge. Everything is waited for.
+    // The window fills its desktop; the button is 36 points above its lower edge. Everything is waited for. A server
+    // that resets when its last client goes would drop the program while xdotool looks for it.
     const auto outcome
-        = runLine("Xvfb -displayfd 9 -screen 0 360x720x24 -nolisten tcp 9>number >/dev/null 2>&1 & server=$!; "
-                  "until [ -s number ]; do kill -0 $server || exit 9; done; export DISPLAY=:$(cat number); "
+        = runLine("Xvfb -displayfd 9 -noreset -screen 0 360x720x24 -nolisten tcp 9>number >/dev/null 2>&1 & server=$!; "
+                  "until grep -qs . number; do kill -0 $server || exit 9; done; export DISPLAY=:$(cat number); "
                   "$camera --camera virtual --phone small.json --quiet --library shots screen & program=$!; "
                   "until xdotool search --name Velmora >/dev/null 2>&1; do kill -0 $program || exit 8; done; "
                   "until ls shots/*.jpg >/dev/null 2>&1; do kill -0 $program || exit 7; "
