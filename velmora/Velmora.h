@@ -14,6 +14,8 @@
 #include "velmora/model/QVCameraHardware.h"
 #include "velmora/model/QVCameraViewController.h"
 #include "velmora/model/QVLens.h"
+#include "velmora/navigation/QVCCameraReturnViewControllerChild.h"
+#include "velmora/navigation/QVCameraReturnViewController.h"
 #include "velmora/results/QVCaptureLocationInfo.h"
 #include "velmora/results/QVLocationProvider.h"
 #include "velmora/results/QVPhotoCaptureOutput.h"
