@@ -23,10 +23,9 @@ constexpr double firstFrameWithin = 2, nextFrameWithin = 1, stillWithin = 0.7;
 constexpr int mostStalls = 3;
 constexpr double framesOfStall = 10; // frames that a slow camera may be late
 constexpr double oddestFrameTime = 10; // a frame that tells an older or a later time tells another clock's
-constexpr int mostMisfits = 25; // times that a format is asked for
-constexpr double untilFormatIsFree = 0.03;
-constexpr int mostBreaks = 20; // times that a refused stream is made again, before it counts as a failure
-constexpr double untilCameraIsFree = 0.05;
+constexpr double untilFormatIsFree = 0.03, untilCameraIsFree = 0.05;
+// How long it is asked again: a session manager on a busy machine takes its time to end the stream before.
+constexpr double patienceWithFormat = 1, patienceWithStillFormat = 4, patienceWithRefusal = 4;
 constexpr int framesUntilBelieved = 3; // after a change, of a camera that tells nothing
 
 double clockNow()
@@ -94,11 +93,16 @@ bool Camera::fits(CMVideoDimensions got, CMVideoDimensions wanted)
 {
     if (changing_)
         return false;
-    if (got == wanted)
-        misfits_ = 0;
-    if (got == wanted || misfits_ >= mostMisfits) // somebody else uses it, and chose
+    const double now = steadySeconds();
+    if (got == wanted) {
+        misfitSince_.reset();
         return true;
-    ++misfits_;
+    }
+    if (!misfitSince_)
+        misfitSince_ = now;
+    if (now - *misfitSince_
+        > (grabbing_ ? patienceWithStillFormat : patienceWithFormat)) // somebody else uses it, and chose
+        return true;
     changing_ = true;
     soon([this] { streamAgain(); }, untilFormatIsFree);
     return false;
@@ -107,8 +111,12 @@ bool Camera::fits(CMVideoDimensions got, CMVideoDimensions wanted)
 /// The session manager refuses a stream whose camera it has not quite taken back from the one before.
 void Camera::streamBroke(const std::string& why)
 {
-    if (++breaks_ <= mostBreaks)
-        soon([this] { streamAgain(); }, untilCameraIsFree);
+    const double now = steadySeconds();
+    if (!refusedSince_)
+        refusedSince_ = now;
+    const double refused = now - *refusedSince_;
+    if (refused < patienceWithRefusal)
+        soon([this] { streamAgain(); }, std::max(untilCameraIsFree, refused / 2)); // not to keep it busy with asking
     else if (grabbing_)
         soon([this, why] { grabFailed(why); });
     else
@@ -304,7 +312,8 @@ void Camera::stopStreaming(const NSError& error)
     newest_.reset();
     format_.reset();
     grabbing_ = changing_ = false;
-    misfits_ = breaks_ = 0;
+    misfitSince_.reset();
+    refusedSince_.reset();
     failStills(error);
 }
 
@@ -344,7 +353,9 @@ void Camera::watch()
     const double silence = steadySeconds() - lastFrame_;
     const double rate = format_ ? format_->rate.value() : 0;
     const double slow = rate > 0 ? framesOfStall / rate : 0;
-    const double patience = grabbing_ ? stillWithin : hadFrame_ ? nextFrameWithin : firstFrameWithin;
+    const double patience = grabbing_ ? stillWithin * (1 + stalls_ / 2.0)
+        : hadFrame_                   ? nextFrameWithin
+                                      : firstFrameWithin;
     if (silence < std::max(patience, slow))
         return;
     if (!grabbing_)
@@ -376,7 +387,8 @@ void Camera::frameArrived(const StreamFrame& frame)
 {
     lastFrame_ = steadySeconds();
     hadFrame_ = true;
-    stalls_ = breaks_ = 0;
+    stalls_ = 0;
+    refusedSince_.reset();
     if (!fits({ frame.picture.width, frame.picture.height }, wantedSize_))
         return;
     if (grabbing_)

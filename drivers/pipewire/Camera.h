@@ -130,7 +130,8 @@ private:
     std::uint64_t sequence_ = 0, cameraSequence_ = 0;
     bool hadFrame_ = false; // from this stream
     bool newestUsed_ = true; // a still was made of it, or it is older than the settings
-    int stalls_ = 0, misfits_ = 0, breaks_ = 0;
+    int stalls_ = 0;
+    std::optional<double> misfitSince_, refusedSince_; // seconds on the steady clock
     bool changing_ = false; // the format is asked for once more in a moment
     CMVideoDimensions wantedSize_; // of the stream's frames
     std::deque<StillPointer> waiting_; // for the next frame

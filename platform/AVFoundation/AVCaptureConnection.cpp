@@ -17,6 +17,9 @@ AVCaptureConnection::AVCaptureConnection(std::string mediaType, std::shared_ptr<
     , output_(std::move(output))
     , session_(std::move(session))
 {
+    const auto description = device_ ? device_->deviceDescription() : CaptureDeviceDescription {};
+    cameraPosition_ = description.position;
+    sensorRotation_ = description.sensorRotation;
 }
 
 const ClassInfo& AVCaptureConnection::staticClass()

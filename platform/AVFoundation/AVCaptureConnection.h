@@ -27,6 +27,10 @@ public:
     const std::shared_ptr<AVCaptureDevice>& device() const { return device_; } ///< the input's
     std::shared_ptr<AVCaptureOutput> output() const { return output_.lock(); } ///< Empty for a preview layer's.
 
+    /// How the camera's sensor is mounted, as its description said when the connection was made.
+    AVCaptureDevicePosition cameraPosition() const { return cameraPosition_; }
+    int sensorRotation() const { return sensorRotation_; } ///< degrees clockwise
+
     /// Frames are not turned: the orientation says how they are meant.
     AVCaptureVideoOrientation videoOrientation() const;
     /// A number outside 1 to 4 is ignored.
@@ -45,6 +49,8 @@ private:
 
     const std::string mediaType_;
     const std::shared_ptr<AVCaptureDevice> device_;
+    AVCaptureDevicePosition cameraPosition_ = AVCaptureDevicePositionUnspecified;
+    int sensorRotation_ = 0;
     const std::weak_ptr<AVCaptureOutput> output_;
     const std::weak_ptr<AVCaptureSession> session_;
     mutable std::mutex mutex_;

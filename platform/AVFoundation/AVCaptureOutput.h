@@ -28,6 +28,8 @@ public:
     void setConnections(std::vector<std::shared_ptr<AVCaptureConnection>> connections);
     /// The camera is another one now, or none.
     virtual void cameraChanged() { }
+    /// Whether it takes the sound of the session's microphones although it has no connection to them.
+    virtual bool hearsSound() const { return false; }
     /// Changes what the session asks of the camera, where the output cares.
     virtual void shape(StreamRequest&) const { }
     /// A frame or a piece of sound, on the driver's thread, which waits.

@@ -135,8 +135,11 @@ bool AVCapturePhotoOutput::isLivePhotoCaptureEnabled() const
 
 void AVCapturePhotoOutput::setLivePhotoCaptureEnabled(bool enabled)
 {
-    if (isLivePhotoCaptureSupported())
-        frames_->setEnabled(enabled);
+    if (!isLivePhotoCaptureSupported() || frames_->isEnabled() == enabled)
+        return;
+    frames_->setEnabled(enabled);
+    if (const auto session = this->session(); session && session->hasMicrophone())
+        session->streamRequestChanged();
 }
 
 bool AVCapturePhotoOutput::isLivePhotoAutoTrimmingEnabled() const
@@ -196,6 +199,11 @@ std::vector<std::string> AVCapturePhotoOutput::connectionTypesFor(const std::str
     return types;
 }
 
+bool AVCapturePhotoOutput::hearsSound() const
+{
+    return frames_->isEnabled();
+}
+
 void AVCapturePhotoOutput::cameraChanged()
 {
     const auto now = camera();
@@ -228,7 +236,10 @@ void AVCapturePhotoOutput::cameraFailed(const NSError& error)
 void AVCapturePhotoOutput::receive(
     const std::shared_ptr<CMSampleBuffer>& buffer, const std::shared_ptr<AVCaptureConnection>& /*connection*/)
 {
-    frames_->receive(buffer);
+    if (buffer->imageBuffer())
+        frames_->receive(buffer);
+    else
+        frames_->hear(buffer);
 }
 
 }

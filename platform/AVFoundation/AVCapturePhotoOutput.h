@@ -47,6 +47,7 @@ public:
         const std::shared_ptr<AVCapturePhotoCaptureDelegate>& delegate);
 
     std::vector<std::string> connectionTypesFor(const std::string& mediaType) const override;
+    bool hearsSound() const override;
     void cameraChanged() override;
     void cameraFailed(const NSError& error) override;
     void receive(

@@ -30,6 +30,11 @@ bool isCamera(const std::shared_ptr<AVCaptureDevice>& device)
     return device->hasMediaType(AVMediaTypeVideo);
 }
 
+bool isMicrophone(const std::shared_ptr<AVCaptureDevice>& device)
+{
+    return device->deviceDescription().mediaType == AVMediaTypeAudio;
+}
+
 /// AVCaptureSessionPresetHigh asks for the best that a camera has: every one has something.
 bool suits(const std::shared_ptr<AVCaptureDevice>& device, const std::string& preset)
 {
@@ -491,6 +496,12 @@ void AVCaptureSession::connect(AVCaptureVideoPreviewLayer& layer, const Device& 
             make<AVCaptureConnection>(AVMediaTypeVideo, device, std::weak_ptr<AVCaptureOutput>(), weakFromThis(*this)));
 }
 
+bool AVCaptureSession::hasMicrophone() const
+{
+    const auto all = devices();
+    return std::any_of(all.begin(), all.end(), isMicrophone);
+}
+
 void AVCaptureSession::streamRequestChanged()
 {
     changed();
@@ -513,9 +524,16 @@ void AVCaptureSession::publishSinks()
 {
     const std::lock_guard serial(runMutex_); // the later list is the one that stays
     Sinks::List list;
-    for (const auto& output : outputs())
+    for (const auto& output : outputs()) {
         for (const auto& connection : output->connections())
             list.outputs.push_back({ output, connection });
+        if (!output->hearsSound())
+            continue;
+        for (const auto& device : devices())
+            if (isMicrophone(device))
+                list.outputs.push_back(
+                    { output, make<AVCaptureConnection>(AVMediaTypeAudio, device, output, weakFromThis(*this)) });
+    }
     for (const auto& layer : layers())
         if (const auto connection = layer->connection())
             list.screens.push_back({ layer, connection });
@@ -542,8 +560,9 @@ std::vector<AVCaptureSession::Stream> AVCaptureSession::wantedStreams() const
     const auto isHeard = [&](const Device& device) {
         return std::any_of(outputs.begin(), outputs.end(), [&](const auto& output) {
             const auto connections = output->connections();
-            return std::any_of(connections.begin(), connections.end(),
-                [&](const auto& connection) { return connection->device() == device; });
+            return output->hearsSound()
+                || std::any_of(connections.begin(), connections.end(),
+                    [&](const auto& connection) { return connection->device() == device; });
         });
     };
     std::vector<Stream> wanted;

@@ -92,6 +92,7 @@ public:
     void addPreviewLayer(const std::shared_ptr<AVCaptureVideoPreviewLayer>& layer);
     /// An output or a connection asks for other frames.
     void streamRequestChanged();
+    bool hasMicrophone() const; ///< Whether one of the inputs is a microphone.
 
 protected:
     void didConstruct() override;

@@ -3,13 +3,31 @@
 
 #include "platform/AVFoundation/AVCaptureDevice.h"
 #include "platform/AVFoundation/AVCaptureSession.h"
+#include "platform/AVFoundation/CameraPicture.h"
+#include "platform/AVFoundation/CaptureOrientation.h"
 
 #include <utility>
 
 namespace velmora {
 
 namespace {
+
 constexpr double bitsPerPixel = 0.1; // about what H.264 needs for a hand-held camera
+
+std::shared_ptr<CMSampleBuffer> asItIsMeant(
+    const std::shared_ptr<CMSampleBuffer>& frame, const PictureOrientation& orientation)
+{
+    return orientation == PictureOrientation {}
+        ? frame
+        : frame->withImageOrientation(static_cast<int>(exifOrientation(orientation)));
+}
+
+std::shared_ptr<CMSampleBuffer> turnedFrame(const CMSampleBuffer& frame)
+{
+    return make<CMSampleBuffer>(turned(*frame.imageBuffer(), pictureOrientation(frame.imageOrientation())),
+        frame.presentationTimeStamp(), frame.sequence());
+}
+
 }
 
 std::shared_ptr<AVCaptureVideoDataOutput> AVCaptureVideoDataOutput::init()
@@ -26,6 +44,7 @@ const ClassInfo& AVCaptureVideoDataOutput::staticClass()
         method<&Self::setSampleBufferDelegate>("setSampleBufferDelegate:queue:"),
         method<&Self::alwaysDiscardsLateVideoFrames>("alwaysDiscardsLateVideoFrames"),
         method<&Self::setAlwaysDiscardsLateVideoFrames>("setAlwaysDiscardsLateVideoFrames:"),
+        method<&Self::turnsFrames>("turnsFrames"), method<&Self::setTurnsFrames>("setTurnsFrames:"),
         method<&Self::recommendedVideoSettingsForAssetWriterWithOutputFileType>(
             "recommendedVideoSettingsForAssetWriterWithOutputFileType:"));
     static constexpr auto classMethods = methodTable(classMethod<&Self::init>("init"));
@@ -88,6 +107,18 @@ void AVCaptureVideoDataOutput::setAlwaysDiscardsLateVideoFrames(bool discards)
 {
     const std::lock_guard lock(mutex_);
     discardsLate_ = discards;
+}
+
+bool AVCaptureVideoDataOutput::turnsFrames() const
+{
+    const std::lock_guard lock(mutex_);
+    return turnsFrames_;
+}
+
+void AVCaptureVideoDataOutput::setTurnsFrames(bool turns)
+{
+    const std::lock_guard lock(mutex_);
+    turnsFrames_ = turns;
 }
 
 AVCaptureFrameCounts AVCaptureVideoDataOutput::frameCounts() const
@@ -166,17 +197,23 @@ void AVCaptureVideoDataOutput::receive(
             return;
         queue = queue_;
     }
-    queue->async([self = sharedFromThis(*this), buffer, connection] { self->deliver(buffer, connection); });
+    const auto frame = asItIsMeant(buffer, pictureOrientation(*connection));
+    queue->async([self = sharedFromThis(*this), frame, connection] { self->deliver(frame, connection); });
 }
 
 void AVCaptureVideoDataOutput::deliver(
     const std::shared_ptr<CMSampleBuffer>& buffer, const std::shared_ptr<AVCaptureConnection>& connection)
 {
     const auto delegate = sampleBufferDelegate();
-    if (delegate)
+    const bool turns = delegate && buffer->imageOrientation() != 1 && turnsFrames();
+    if (turns)
+        delegate->captureOutput(sharedFromThis(*this), turnedFrame(*buffer), connection);
+    else if (delegate)
         delegate->captureOutput(sharedFromThis(*this), buffer, connection);
     const std::lock_guard lock(mutex_);
     --inDelivery_;
+    if (turns)
+        ++counts_.turned;
     if (delegate)
         ++counts_.delivered;
 }

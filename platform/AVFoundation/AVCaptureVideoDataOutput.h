@@ -27,6 +27,7 @@ struct AVCaptureFrameCounts {
     std::uint64_t droppedLate = 0; ///< came while one was in delivery, and late frames are discarded
     std::uint64_t droppedOutOfRoom = 0; ///< came while as many waited as may wait
     std::uint64_t droppedByDevice = 0; ///< never came: the camera's own count goes on without them
+    std::uint64_t turned = 0; ///< copied on their way, because `turnsFrames` is YES
     std::uint64_t dropped() const { return droppedLate + droppedOutOfRoom + droppedByDevice; }
 };
 
@@ -57,6 +58,11 @@ public:
     void setAlwaysDiscardsLateVideoFrames(bool discards);
     AVCaptureFrameCounts frameCounts() const;
 
+    /// NO at first: a frame is the camera's own, and its `imageOrientation` says how it is meant. YES: for processors
+    /// that cannot turn what they get, each frame is a copy that stands as the connection asks; `turned` counts them.
+    bool turnsFrames() const;
+    void setTurnsFrames(bool turns);
+
     /// Codec, size and rate for a writer of this type of file, for the camera in use; empty without one.
     std::optional<ArchiveDictionary> recommendedVideoSettingsForAssetWriterWithOutputFileType(
         const std::string& fileType) const;
@@ -77,6 +83,7 @@ private:
     std::weak_ptr<AVCaptureVideoDataOutputSampleBufferDelegate> delegate_;
     std::optional<DispatchQueue> queue_;
     bool discardsLate_ = true;
+    bool turnsFrames_ = false;
     std::size_t inDelivery_ = 0;
     AVCaptureFrameCounts counts_;
     FrameSequence sequence_;

@@ -412,6 +412,33 @@ CameraPicture cameraPicture(const CVPixelBuffer& pixels)
     return picture;
 }
 
+namespace {
+
+/// `bytes` of each sample: 1 of luma, 2 of a pair of chroma, 4 of a coloured pixel.
+void turnPlane(const CVPixelBuffer::Plane& from, const CVPixelBuffer::Plane& to, int bytes, int degrees)
+{
+    const auto mode = static_cast<libyuv::RotationMode>(degrees);
+    if (bytes == 1)
+        libyuv::RotatePlane(from.data, asInt(from.stride), to.data, asInt(to.stride), from.width, from.height, mode);
+    else if (bytes == 2)
+        libyuv::RotatePlane_16(reinterpret_cast<const std::uint16_t*>(from.data), asInt(from.stride / 2),
+            reinterpret_cast<std::uint16_t*>(to.data), asInt(to.stride / 2), from.width, from.height, mode);
+    else
+        libyuv::ARGBRotate(from.data, asInt(from.stride), to.data, asInt(to.stride), from.width, from.height, mode);
+}
+
+void mirrorPlane(const CVPixelBuffer::Plane& from, const CVPixelBuffer::Plane& to, int bytes)
+{
+    if (bytes == 1)
+        libyuv::MirrorPlane(from.data, asInt(from.stride), to.data, asInt(to.stride), from.width, from.height);
+    else if (bytes == 2)
+        libyuv::MirrorUVPlane(from.data, asInt(from.stride), to.data, asInt(to.stride), from.width, from.height);
+    else
+        libyuv::ARGBMirror(from.data, asInt(from.stride), to.data, asInt(to.stride), from.width, from.height);
+}
+
+}
+
 std::shared_ptr<CVPixelBuffer> scaled(const CVPixelBuffer& pixels, std::int32_t width, std::int32_t height)
 {
     auto result = CVPixelBuffer::create(width, height, pixels.pixelFormat());
@@ -425,6 +452,25 @@ std::shared_ptr<CVPixelBuffer> scaled(const CVPixelBuffer& pixels, std::int32_t 
             pixels.height(), to[0].data, asInt(to[0].stride), to[1].data, asInt(to[1].stride), width, height,
             libyuv::kFilterBox);
     return result;
+}
+
+std::shared_ptr<CVPixelBuffer> turned(const CVPixelBuffer& pixels, const PictureOrientation& how)
+{
+    const std::int32_t width = how.isSideways() ? pixels.height() : pixels.width();
+    const std::int32_t height = how.isSideways() ? pixels.width() : pixels.height();
+    const auto upright = CVPixelBuffer::create(width, height, pixels.pixelFormat());
+    for (std::size_t i = 0; i < pixels.planes().size(); ++i) {
+        const bool isBGRA = pixels.pixelFormat() == kCVPixelFormatType_32BGRA;
+        turnPlane(pixels.planes()[i], upright->planes()[i], isBGRA ? 4 : i == 0 ? 1 : 2, how.rotation);
+    }
+    if (!how.mirrored)
+        return upright;
+    auto mirrored = CVPixelBuffer::create(width, height, pixels.pixelFormat());
+    for (std::size_t i = 0; i < pixels.planes().size(); ++i) {
+        const bool isBGRA = pixels.pixelFormat() == kCVPixelFormatType_32BGRA;
+        mirrorPlane(upright->planes()[i], mirrored->planes()[i], isBGRA ? 4 : i == 0 ? 1 : 2);
+    }
+    return mirrored;
 }
 
 }

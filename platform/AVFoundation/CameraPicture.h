@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/AVFoundation/CaptureDriver.h"
+#include "platform/AVFoundation/CaptureOrientation.h"
 
 #include <array>
 #include <cstddef>
@@ -74,5 +75,7 @@ VELMORA_EXPORT CameraPicture cameraPicture(const CVPixelBuffer& pixels);
 /// A copy of another size, in '420f', '420v' or 'BGRA' as `pixels` is.
 VELMORA_EXPORT std::shared_ptr<CVPixelBuffer> scaled(
     const CVPixelBuffer& pixels, std::int32_t width, std::int32_t height);
+/// A copy that is turned and mirrored, in '420f', '420v' or 'BGRA' as `pixels` is.
+VELMORA_EXPORT std::shared_ptr<CVPixelBuffer> turned(const CVPixelBuffer& pixels, const PictureOrientation& how);
 
 }

@@ -33,9 +33,17 @@ PictureOrientation pictureOrientation(
 
 PictureOrientation pictureOrientation(const AVCaptureConnection& connection)
 {
-    const auto device = connection.device()->deviceDescription();
-    return pictureOrientation(
-        connection.videoOrientation(), connection.isVideoMirrored(), device.position, device.sensorRotation);
+    return pictureOrientation(connection.videoOrientation(), connection.isVideoMirrored(), connection.cameraPosition(),
+        connection.sensorRotation());
+}
+
+PictureOrientation pictureOrientation(int exifOrientation)
+{
+    for (const int rotation : { 0, 90, 180, 270 })
+        for (const bool mirrored : { false, true })
+            if (const PictureOrientation each { rotation, mirrored }; velmora::exifOrientation(each) == exifOrientation)
+                return each;
+    return {};
 }
 
 std::int64_t exifOrientation(const PictureOrientation& orientation)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/AVFoundation/AVMediaTypes.h"
+#include "platform/Foundation/Export.h"
 
 #include <cstdint>
 
@@ -23,6 +24,8 @@ PictureOrientation pictureOrientation(
 PictureOrientation pictureOrientation(const AVCaptureConnection& connection);
 
 /// 1 to 8.
-std::int64_t exifOrientation(const PictureOrientation& orientation);
+VELMORA_EXPORT std::int64_t exifOrientation(const PictureOrientation& orientation);
+/// Of EXIF's numbers; another number is taken for 1.
+VELMORA_EXPORT PictureOrientation pictureOrientation(int exifOrientation);
 
 }

@@ -17,6 +17,7 @@ constexpr double closest = 0.024; // seconds: of a faster camera frames are left
 constexpr std::size_t mostRecent = 64; // frames: 1.5 seconds of the closest, about 150 MB
 constexpr double pause = 0.25; // seconds between two frames that no longer belong together
 constexpr int mostBeingCopied = 2;
+constexpr double longestPiece = 0.1; // seconds of sound in a buffer: the first frame may fall into it
 
 std::int32_t evenPart(double length)
 {
@@ -78,7 +79,10 @@ void LivePhotoFrames::setEnabled(bool enabled)
 
 void LivePhotoFrames::clear()
 {
-    queue_.async([self = shared_from_this()] { self->recent_.clear(); });
+    queue_.async([self = shared_from_this()] {
+        self->recent_.clear();
+        self->sounds_.clear();
+    });
 }
 
 void LivePhotoFrames::receive(const std::shared_ptr<CMSampleBuffer>& buffer)
@@ -92,6 +96,19 @@ void LivePhotoFrames::receive(const std::shared_ptr<CMSampleBuffer>& buffer)
         ++beingCopied_;
     }
     queue_.async([self = shared_from_this(), buffer] { self->take(*buffer); });
+}
+
+void LivePhotoFrames::hear(const std::shared_ptr<CMSampleBuffer>& sound)
+{
+    if (!sound->audio() || !isEnabled())
+        return;
+    queue_.async([self = shared_from_this(), sound] {
+        self->sounds_.push_back(sound);
+        while (seconds(*self->sounds_.front()) < seconds(*sound) - livePhotoReach - longestPiece)
+            self->sounds_.pop_front();
+        for (const auto& movie : self->movies_)
+            movie->append(sound);
+    });
 }
 
 void LivePhotoFrames::take(const CMSampleBuffer& buffer)
@@ -122,6 +139,8 @@ void LivePhotoFrames::dropOld(double now)
 void LivePhotoFrames::begin(const std::shared_ptr<LivePhotoMovie>& movie, Trimming trimming)
 {
     queue_.async([self = shared_from_this(), movie, trimming] {
+        for (const auto& sound : self->sounds_)
+            movie->append(sound);
         auto first = self->recent_.begin();
         for (auto each = first; each != self->recent_.end(); ++each) {
             const bool paused = each != first && seconds(**each) - seconds(**std::prev(each)) > pause;

@@ -32,8 +32,12 @@ public:
     /// Takes a copy, on a queue of its own; while two are being copied, further ones are left out.
     void receive(const std::shared_ptr<CMSampleBuffer>& buffer);
 
+    /// Sound is taken by reference, and kept as long as frames are.
+    void hear(const std::shared_ptr<CMSampleBuffer>& sound);
+
     enum class Trimming { None, AfterLastPause };
-    /// Hands `movie` what there is, then all that comes until `end`.
+    /// Hands `movie` what there is, then all that comes until `end`. Sound comes before its frames, so that the movie
+    /// knows that it has some.
     void begin(const std::shared_ptr<LivePhotoMovie>& movie, Trimming trimming);
     /// Returns when `movie` has all that came before.
     void end(const std::shared_ptr<LivePhotoMovie>& movie);
@@ -48,7 +52,7 @@ private:
     int beingCopied_ = 0;
 
     // on the queue
-    std::deque<std::shared_ptr<CMSampleBuffer>> recent_;
+    std::deque<std::shared_ptr<CMSampleBuffer>> recent_, sounds_;
     std::vector<std::shared_ptr<LivePhotoMovie>> movies_;
 };
 

@@ -18,37 +18,61 @@ LivePhotoMovie::LivePhotoMovie(std::string path, MovieSettings settings, CMTime 
 {
 }
 
-void LivePhotoMovie::append(const std::shared_ptr<CMSampleBuffer>& frame)
+void LivePhotoMovie::append(const std::shared_ptr<CMSampleBuffer>& buffer)
 {
     const CMTime last = CMTimeAdd(shutter_, CMTimeMakeWithSeconds(livePhotoReach, 1000));
-    if (CMTimeCompare(frame->presentationTimeStamp(), last) > 0)
+    if (CMTimeCompare(buffer->presentationTimeStamp(), last) > 0)
         return;
-    queue_.async([self = shared_from_this(), frame] {
+    queue_.async([self = shared_from_this(), buffer] {
         if (self->error_ || self->ended_)
             return;
         try {
-            self->write(*frame);
+            if (buffer->imageBuffer())
+                self->write(*buffer);
+            else
+                self->hear(buffer);
         } catch (const NSError& error) {
             self->error_ = error;
         }
     });
 }
 
+void LivePhotoMovie::hear(const std::shared_ptr<CMSampleBuffer>& sound)
+{
+    if (!file_)
+        early_.push_back(sound);
+    else if (settings_.audio)
+        file_->append(*sound);
+}
+
 void LivePhotoMovie::write(const CMSampleBuffer& frame)
 {
+    if (!file_)
+        open(frame);
     const auto& picture = *frame.imageBuffer();
-    const CMVideoDimensions size { picture.width(), picture.height() };
-    if (!file_) {
-        const auto writer = MovieWriter::installed();
-        if (!writer)
-            throw NSError(AVFoundationErrorDomain, AVErrorEncoderNotFound,
-                "No movie writer is installed, so a live photo has no movie: install the media drivers.");
-        settings_.dimensions = size;
-        first_ = frame.presentationTimeStamp();
-        file_ = writer->open(path_, settings_);
-    }
-    if (size == settings_.dimensions)
+    if (CMVideoDimensions { picture.width(), picture.height() } == settings_.dimensions)
         file_->append(frame);
+}
+
+void LivePhotoMovie::open(const CMSampleBuffer& frame)
+{
+    const auto writer = MovieWriter::installed();
+    if (!writer)
+        throw NSError(AVFoundationErrorDomain, AVErrorEncoderNotFound,
+            "No movie writer is installed, so a live photo has no movie: install the media drivers.");
+    const auto& picture = *frame.imageBuffer();
+    settings_.dimensions = { picture.width(), picture.height() };
+    const auto early = std::exchange(early_, {});
+    if (!early.empty()) {
+        const CMAudioSamples& sound = *early.front()->audio();
+        settings_.audio = true;
+        settings_.audioChannels = sound.channels;
+        settings_.audioSampleRate = sound.sampleRate;
+    }
+    first_ = frame.presentationTimeStamp();
+    file_ = writer->open(path_, settings_);
+    for (const auto& sound : early)
+        file_->append(*sound);
 }
 
 LivePhotoMovie::Result LivePhotoMovie::finish(const std::shared_ptr<CVPixelBuffer>& still, const CMTime& stillTime)

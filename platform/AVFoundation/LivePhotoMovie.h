@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace velmora {
 
@@ -22,8 +23,9 @@ public:
     /// The size of the settings follows the first frame.
     LivePhotoMovie(std::string path, MovieSettings settings, CMTime shutter);
 
-    /// Frames of another size than the first, and frames long after the shutter, are left out.
-    void append(const std::shared_ptr<CMSampleBuffer>& frame);
+    /// A frame or a piece of sound. Frames of another size than the first, and what is long after the shutter, are left
+    /// out. The movie has a sound track when sound came before the first frame.
+    void append(const std::shared_ptr<CMSampleBuffer>& buffer);
     /// Closes the file; without a frame, `still` becomes the only one. Throws NSError, and leaves no file behind.
     Result finish(const std::shared_ptr<CVPixelBuffer>& still, const CMTime& stillTime);
     /// Removes the file.
@@ -31,6 +33,8 @@ public:
 
 private:
     void write(const CMSampleBuffer& frame);
+    void open(const CMSampleBuffer& frame);
+    void hear(const std::shared_ptr<CMSampleBuffer>& sound);
     Result close(const std::shared_ptr<CVPixelBuffer>& still, const CMTime& stillTime);
     void remove();
 
@@ -39,6 +43,7 @@ private:
     MovieSettings settings_;
     const CMTime shutter_;
     std::unique_ptr<MovieFile> file_;
+    std::vector<std::shared_ptr<CMSampleBuffer>> early_; // sound, until there is a frame
     CMTime first_;
     std::optional<NSError> error_;
     bool ended_ = false;

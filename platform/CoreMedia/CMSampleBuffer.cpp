@@ -26,7 +26,8 @@ const ClassInfo& CMSampleBuffer::staticClass()
 {
     static constexpr auto methods = methodTable(method<&CMSampleBuffer::mediaType>("mediaType"),
         method<&CMSampleBuffer::imageBuffer>("imageBuffer"),
-        method<&CMSampleBuffer::presentationTimeStamp>("presentationTimeStamp"));
+        method<&CMSampleBuffer::presentationTimeStamp>("presentationTimeStamp"),
+        method<&CMSampleBuffer::imageOrientation>("imageOrientation"));
     static const ClassInfo info { "Velmora.CMSampleBuffer", &NSObject::staticClass(), methods };
     return info;
 }
@@ -34,6 +35,13 @@ const ClassInfo& CMSampleBuffer::staticClass()
 std::string CMSampleBuffer::mediaType() const
 {
     return audio_ ? AVMediaTypeAudio : AVMediaTypeVideo;
+}
+
+std::shared_ptr<CMSampleBuffer> CMSampleBuffer::withImageOrientation(int orientation) const
+{
+    auto turned = make<CMSampleBuffer>(image_, time_, sequence_);
+    turned->imageOrientation_ = orientation;
+    return turned;
 }
 
 }

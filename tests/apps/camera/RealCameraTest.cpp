@@ -45,7 +45,7 @@ TEST_F(RealCamera, ShootsTwentyPhotosInItsLargestFormat)
     EXPECT_EQ(json["camera"], "test-camera");
     ASSERT_EQ(json["photos"].size(), 20U);
     for (const auto& photo : json["photos"])
-        EXPECT_EQ(photo["width"].get<int>() * photo["height"].get<int>(), 1280 * 960);
+        EXPECT_EQ(photo["width"].get<int>() * photo["height"].get<int>(), 1280 * 960) << outcome.err;
     EXPECT_EQ(filesIn("photos").size(), 20U);
     EXPECT_EQ(outcome.err.find("[PipeWire]"), std::string::npos) << outcome.err;
 }

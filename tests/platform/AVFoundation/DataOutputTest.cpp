@@ -59,6 +59,39 @@ TEST_F(VideoData, ArriveOnTheGivenQueueWithOutputAndConnection)
     EXPECT_EQ(receiver->buffers[0]->imageBuffer()->width(), 640);
 }
 
+TEST_F(VideoData, AreTheCamerasOwnAndSayHowTheyAreMeant)
+{
+    phone.sendFrame();
+    settle();
+
+    EXPECT_EQ(receiver->buffers.at(0)->imageBuffer()->width(), 640);
+    EXPECT_EQ(receiver->buffers[0]->imageOrientation(), 6);
+    EXPECT_EQ(output->frameCounts().turned, 0U);
+}
+
+TEST_F(VideoData, AreTurnedForAProcessorThatCannot)
+{
+    output->setTurnsFrames(true);
+    phone.sendFrame();
+    settle();
+
+    EXPECT_EQ(receiver->buffers.at(0)->imageBuffer()->width(), 480);
+    EXPECT_EQ(receiver->buffers[0]->imageBuffer()->height(), 640);
+    EXPECT_EQ(receiver->buffers[0]->imageOrientation(), 1);
+    EXPECT_EQ(output->frameCounts().turned, 1U);
+}
+
+TEST_F(VideoData, AreNotCopiedWhereTheyStandAlready)
+{
+    output->setTurnsFrames(true);
+    output->connectionWithMediaType(AVMediaTypeVideo)->setVideoOrientation(AVCaptureVideoOrientationLandscapeRight);
+    phone.sendFrame();
+    settle();
+
+    EXPECT_EQ(receiver->buffers.at(0)->imageBuffer()->width(), 640);
+    EXPECT_EQ(output->frameCounts().turned, 0U);
+}
+
 TEST_F(VideoData, LateOnesAreDroppedAtFirst)
 {
     phone.sendFrame();
@@ -118,7 +151,7 @@ TEST_F(VideoData, AreTheDriversOwnBuffers)
     settle();
 
     ASSERT_EQ(other->buffers.size(), 1U);
-    EXPECT_EQ(other->buffers[0], receiver->buffers.at(0));
+    EXPECT_EQ(other->buffers[0]->imageBuffer(), receiver->buffers.at(0)->imageBuffer());
 }
 
 TEST_F(VideoData, StopWithTheDelegateWithTheOutputAndWithTheSession)

@@ -478,6 +478,49 @@ TEST_F(LivePhoto, ItsMovieCanBeReadFrameByFrame)
     EXPECT_NEAR(frames, 90, 4);
 }
 
+TEST_F(LivePhoto, IsSilentWithoutAMicrophone)
+{
+    clock.advance(2);
+    shootLive();
+
+    EXPECT_EQ(MovieReader::installed()->open(path)->audio(), nullptr);
+}
+
+TEST_F(LivePhoto, HasTheSoundOfItsWholeMovie)
+{
+    add("microphone");
+    clock.advance(2);
+    const auto shot = shootLive();
+    const auto sound = MovieReader::installed()->open(path)->audio();
+
+    ASSERT_NE(sound, nullptr);
+    const auto samples = static_cast<std::ptrdiff_t>(sound->samples.size());
+    EXPECT_NEAR(static_cast<double>(samples / sound->channels) / sound->sampleRate, 3.0, 0.15);
+    const auto isLoud = [](float sample) { return std::abs(sample) > 0.02F; };
+    const auto begin = sound->samples.begin();
+    EXPECT_TRUE(std::any_of(begin + samples / 10, begin + samples / 5, isLoud)); // before the shutter
+    EXPECT_TRUE(std::any_of(begin + samples / 5 * 4, begin + samples / 10 * 9, isLoud));
+}
+
+TEST_F(LivePhoto, TakesNoConnectionForItsSound)
+{
+    add("microphone");
+
+    EXPECT_EQ(output->connections().size(), 1U);
+    EXPECT_EQ(output->connections()[0]->mediaType(), AVMediaTypeVideo);
+}
+
+TEST_F(LivePhoto, LeavesTheMicrophoneAloneWhileItIsOff)
+{
+    add("microphone");
+    clock.advance(0.1);
+    EXPECT_TRUE(device("microphone")->streamUser());
+    output->setLivePhotoCaptureEnabled(false);
+    clock.advance(0.1);
+
+    EXPECT_FALSE(device("microphone")->streamUser());
+}
+
 TEST_F(LivePhoto, BeginsWithTheCameraWhenThatHasJustBegun)
 {
     clock.advance(0.5);

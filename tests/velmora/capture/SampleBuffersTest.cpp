@@ -129,6 +129,39 @@ TEST_F(SampleBuffers, AreDeliveredByReference)
     EXPECT_EQ(latest, frame);
 }
 
+TEST_F(SampleBuffers, SayHowTheirConnectionMeansThem)
+{
+    construct(QVCameraCaptureIntentSampleBuffers);
+    controller->startSession();
+    controller->beginReceivingVideoSampleBuffer(countVideo());
+    sendFrame();
+    EXPECT_EQ(latest->imageOrientation(), 6); // upright, and a sensor that lies on its side
+
+    controller->setSampleBufferOrientation(AVCaptureVideoOrientationLandscapeRight);
+    settle();
+    sendFrame();
+    EXPECT_EQ(latest->imageOrientation(), 1);
+    controller->setSampleBufferOrientation(AVCaptureVideoOrientationLandscapeLeft);
+    settle();
+    sendFrame();
+    EXPECT_EQ(latest->imageOrientation(), 3);
+    controller->setSampleBufferOrientation(AVCaptureVideoOrientationPortraitUpsideDown);
+    settle();
+    sendFrame();
+    EXPECT_EQ(latest->imageOrientation(), 8);
+}
+
+TEST_F(SampleBuffers, SayWhetherTheirConnectionMirrorsThem)
+{
+    construct(QVCameraCaptureIntentSampleBuffers);
+    controller->startSession();
+    controller->beginReceivingVideoSampleBuffer(countVideo());
+    output<AVCaptureVideoDataOutput>()->connectionWithMediaType(AVMediaTypeVideo)->setVideoMirrored(true);
+    sendFrame();
+
+    EXPECT_EQ(latest->imageOrientation(), 5);
+}
+
 TEST_F(SampleBuffers, OnlyAnAudioProcessorPreparesAudioAndClearsTheVideoProcessor)
 {
     constructAndStart(QVCameraCaptureIntentSampleBuffers | QVCameraCaptureIntentAudio);
