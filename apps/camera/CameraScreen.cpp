@@ -2,6 +2,7 @@
 #include "apps/camera/CameraScreen.h"
 
 #include "velmora/capture/QVCameraController.h"
+#include "velmora/library/QVLastShotImageView.h"
 #include "velmora/results/QVPhotoCaptureOutput.h"
 #include "velmora/ui/QVCaptureButton.h"
 #include "velmora/ui/QVSlider.h"
@@ -28,7 +29,7 @@ namespace velmora::camera {
 namespace {
 
 // Points.
-constexpr double margin = 16, buttonSize = 72, sliderThickness = 44, lineHeight = 22, textSize = 15;
+constexpr double margin = 16, buttonSize = 72, sliderThickness = 44, lineHeight = 22, textSize = 15, lastShotSize = 52;
 
 constexpr float highestZoomOffered = 10;
 constexpr float widestBiasOffered = 3; // stops
@@ -62,8 +63,10 @@ std::shared_ptr<QVSlider> makeSlider(QVSliderOrientation orientation, QVSlider::
 
 }
 
-CameraScreen::CameraScreen(std::shared_ptr<QVCameraHardware> model, Taken taken)
+CameraScreen::CameraScreen(
+    std::shared_ptr<QVCameraHardware> model, std::shared_ptr<PHAssetCollection> album, Taken taken)
     : model_(std::move(model))
+    , album_(std::move(album))
     , taken_(std::move(taken))
 {
 }
@@ -89,6 +92,9 @@ void CameraScreen::loadView()
     button->setDisabledColor(UIColor::lightGrayColor());
     setCaptureButton(button);
 
+    lastShot_ = make<QVLastShotImageView>(CGRectMake(0, 0, lastShotSize, lastShotSize));
+    lastShot_->setBackgroundColor(UIColor::colorWithWhite(0.2));
+    lastShot_->setMonitoredAssetCollection(album_);
     iso_ = makeLabel(NSTextAlignmentLeft);
     shutter_ = makeLabel(NSTextAlignmentRight);
     message_ = makeLabel(NSTextAlignmentCenter);
@@ -101,7 +107,7 @@ void CameraScreen::loadView()
     }));
     buttons_->setUserInteractionEnabled(false);
     for (const std::shared_ptr<UIView>& each : std::initializer_list<std::shared_ptr<UIView>> {
-             buttons_, viewfinder, iso_, shutter_, zoom_, bias_, button, message_ })
+             buttons_, viewfinder, iso_, shutter_, zoom_, bias_, button, lastShot_, message_ })
         root->addSubview(each);
 }
 
@@ -201,6 +207,10 @@ void CameraScreen::layOutPortrait(CGSize size)
         CGRectMake(size.width - margin - sliderThickness, picture.origin.y + height / 4, sliderThickness, height / 2));
     captureButton()->setFrame(
         CGRectMake((size.width - buttonSize) / 2, size.height - margin - buttonSize, buttonSize, buttonSize));
+    // Left of the button, smaller where there is little room.
+    const double room = (size.width - buttonSize) / 2, side = std::min(lastShotSize, room - margin);
+    lastShot_->setFrame(
+        CGRectMake(std::min(margin, (room - side) / 2), size.height - margin - (buttonSize + side) / 2, side, side));
     zoom_->setFrame(CGRectMake(
         2 * margin, size.height - 2 * margin - buttonSize - sliderThickness, size.width - 4 * margin, sliderThickness));
 }
@@ -221,6 +231,8 @@ void CameraScreen::layOutLandscape(CGSize size)
         CGRectGetMaxX(picture) - sliderThickness - margin, size.height / 4, sliderThickness, size.height / 2));
     captureButton()->setFrame(
         CGRectMake(size.width - margin - buttonSize, (size.height - buttonSize) / 2, buttonSize, buttonSize));
+    lastShot_->setFrame(CGRectMake(size.width - margin - (buttonSize + lastShotSize) / 2,
+        size.height - margin - lastShotSize, lastShotSize, lastShotSize));
     zoom_->setFrame(
         CGRectMake(picture.origin.x + 2 * margin, size.height - bottom - margin, width - 4 * margin, sliderThickness));
 }

@@ -14,19 +14,22 @@
 namespace velmora {
 class QVSlider;
 class UIHostingView;
+class PHAssetCollection;
+class QVLastShotImageView;
 class UILabel;
 }
 
 namespace velmora::camera {
 
 /// The program's camera screen: the viewfinder with its marks, the shutter button, sliders for zoom and exposure bias,
-/// what the camera's ISO and shutter are, and the buttons of housing and keyboard. On the main thread.
+/// what the camera's ISO and shutter are, the newest photo of an album, and the buttons of housing and keyboard. On the
+/// main thread.
 class CameraScreen : public QVCameraViewController {
 public:
     /// On the main thread.
     using Taken = std::function<void(const std::shared_ptr<QVPhotoCaptureOutput>& photo)>;
 
-    CameraScreen(std::shared_ptr<QVCameraHardware> model, Taken taken);
+    CameraScreen(std::shared_ptr<QVCameraHardware> model, std::shared_ptr<PHAssetCollection> album, Taken taken);
 
     std::shared_ptr<QVCameraController> hardwareCameraController() override { return model_->controller(); }
     void loadView() override;
@@ -47,9 +50,11 @@ private:
     void layOutLandscape(CGSize size);
 
     const std::shared_ptr<QVCameraHardware> model_;
+    const std::shared_ptr<PHAssetCollection> album_;
     const Taken taken_;
     std::shared_ptr<QVSlider> zoom_, bias_;
     std::shared_ptr<UILabel> iso_, shutter_, message_;
+    std::shared_ptr<QVLastShotImageView> lastShot_;
     std::shared_ptr<UIHostingView> buttons_;
     std::shared_ptr<QVHardwareButtons::CameraButtonDelegate> lensMenu_;
     std::vector<Cancellable> observations_;

@@ -247,6 +247,14 @@ void addFramesOptions(CLI::App& command, FramesOptions& options)
         ->type_name("N");
 }
 
+void addScreenOptions(CLI::App& command, ScreenOptions& options)
+{
+    command
+        .add_option("--album", options.album,
+            "The album of the library that photos go into; it is made when it is missing (Velmora)")
+        ->type_name("NAME");
+}
+
 void addSnapshotOptions(CLI::App& command, SnapshotOptions& options)
 {
     command.add_option("--png", options.png, "The picture; a file that is there already is refused")
@@ -300,11 +308,13 @@ std::variant<Options, Information> parseCommandLine(int argc, const char* const*
     screen.fallthrough();
     screen.callback([&options] { options.command = Command::Screen; });
     addCameraOptions(screen, options.camera);
+    addScreenOptions(screen, options.screen);
     screen.footer("Example:\n  velmora-camera --camera virtual screen");
     CLI::App& snapshot = *app.add_subcommand("snapshot", "Draws the virtual phone's camera screen into a PNG");
     snapshot.fallthrough();
     snapshot.callback([&options] { options.command = Command::Snapshot; });
     addCameraOptions(snapshot, options.camera);
+    addScreenOptions(snapshot, options.screen);
     addSnapshotOptions(snapshot, options.snapshot);
     snapshot.footer("Example:\n  velmora-camera snapshot --png screen.png --size 360x720");
     CLI::App& record = *app.add_subcommand("record", "Records a movie and stores it");

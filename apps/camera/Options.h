@@ -76,6 +76,10 @@ struct AlbumOptions {
     std::optional<std::string> folder;
 };
 
+struct ScreenOptions {
+    std::string album = "Velmora"; ///< where photos go, and what the browser shows
+};
+
 struct SnapshotOptions {
     std::optional<std::filesystem::path> png;
     PictureSize size { 390, 844 }; ///< points
@@ -93,6 +97,7 @@ struct Options {
     RecordOptions record;
     FramesOptions frames;
     AlbumOptions album;
+    ScreenOptions screen;
     SnapshotOptions snapshot;
 };
 

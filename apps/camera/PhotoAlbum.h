@@ -32,6 +32,7 @@ public:
     /// Stores the files of one photo, and answers where they lie, in their order. Throws Refusal; then none is left.
     std::vector<std::filesystem::path> store(const std::string& name, const std::vector<PhotoFile>& files,
         const std::shared_ptr<NSDate>& date, const std::shared_ptr<CLLocation>& place) const;
+    const std::shared_ptr<PHAssetCollection>& collection() const { return album_; }
     /// What it holds, oldest first.
     AlbumReport report() const;
 

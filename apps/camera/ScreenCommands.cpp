@@ -25,7 +25,7 @@
 #include "apps/camera/CameraScreen.h"
 #include "apps/camera/CameraSource.h"
 #include "apps/camera/Interruption.h"
-#include "apps/camera/PictureFolder.h"
+#include "apps/camera/PhotoAlbum.h"
 #include "apps/camera/Refusal.h"
 #include "apps/camera/TouchScript.h"
 #include "apps/camera/storePhoto.h"
@@ -36,27 +36,54 @@ namespace {
 
 constexpr CGSize windowSize { 360, 720 }; // points
 
-/// A window with the camera screen in it, as the options ask for it.
+/// A window with the camera screen in it, as the options ask for it; its photos go into the album.
 class Shown {
 public:
-    Shown(const Options& options, CameraScreen::Taken taken)
-        : model(make<QVCameraHardware>(
-            options.camera.position, QVCameraCaptureIntentStillImage, std::optional<std::string>()))
-        , screen(make<CameraScreen>(model, std::move(taken)))
+    explicit Shown(const Options& options)
+        : album_(std::make_shared<PhotoAlbum>(options.screen.album, std::nullopt))
+        , model_(make<QVCameraHardware>(
+              options.camera.position, QVCameraCaptureIntentStillImage, std::optional<std::string>()))
+        , screen_(make<CameraScreen>(model_, album_->collection(),
+              [this](const std::shared_ptr<QVPhotoCaptureOutput>& photo) { store(photo); }))
     {
-        auto& controller = *model->controller();
+        auto& controller = *model_->controller();
         if (controller.hasLensTypeInCurrentDevicePosition(options.camera.lens))
             controller.setLensType(options.camera.lens);
         controller.prepareToCaptureStillImage();
         if (options.camera.zoom)
             controller.setZoomScale(*options.camera.zoom);
-        window->setRootViewController(screen);
-        window->makeKeyAndVisible();
+        window_->setRootViewController(screen_);
+        window_->makeKeyAndVisible();
     }
 
-    const std::shared_ptr<QVCameraHardware> model;
-    const std::shared_ptr<CameraScreen> screen;
-    const std::shared_ptr<UIWindow> window = make<UIWindow>();
+    /// What was taken is stored then.
+    void close()
+    {
+        window_->setHidden(true);
+        model_->controller()->stopSession();
+        storing_.sync([] {});
+    }
+
+private:
+    void store(const std::shared_ptr<QVPhotoCaptureOutput>& photo)
+    {
+        storing_.async([album = album_, photo, weak = std::weak_ptr(screen_)] {
+            try {
+                storePhoto(*album, *photo);
+            } catch (const Refusal& refusal) {
+                DispatchQueue::main().async([weak, text = std::string(refusal.what())] {
+                    if (const auto screen = weak.lock())
+                        screen->showMessage(text);
+                });
+            }
+        });
+    }
+
+    const std::shared_ptr<const PhotoAlbum> album_;
+    const DispatchQueue storing_ { "org.velmora.camera.storing" };
+    const std::shared_ptr<QVCameraHardware> model_;
+    const std::shared_ptr<CameraScreen> screen_;
+    const std::shared_ptr<UIWindow> window_ = make<UIWindow>();
 };
 
 /// It appears when it is complete, and replaces nothing.
@@ -102,31 +129,14 @@ void showScreen(const Options& options, Report& report, const Interruption& inte
         throw Refusal("The camera screen cannot be shown", "the desktop gives no window",
             "draw it with velmora-camera snapshot --png FILE");
     report.setDriver(CaptureDriver::installed()->name());
-    const auto folder = std::make_shared<PictureFolder>(PictureFolder::chosen({}, options.global.library));
-    const DispatchQueue storing("org.velmora.camera.storing");
+    Shown shown(options);
     bool closed = false;
-    std::weak_ptr<CameraScreen> weakScreen;
-    const Shown shown(options, [&](const std::shared_ptr<QVPhotoCaptureOutput>& photo) {
-        storing.async([folder, photo, weakScreen] {
-            try {
-                storePhoto(*folder, *photo);
-            } catch (const Refusal& refusal) {
-                DispatchQueue::main().async([weakScreen, text = std::string(refusal.what())] {
-                    if (const auto screen = weakScreen.lock())
-                        screen->showMessage(text);
-                });
-            }
-        });
-    });
-    weakScreen = shown.screen;
     UIApplication::sharedApplication()->setCloseHandler([&closed] { closed = true; });
     constexpr double whileNothingHappens = 60; // seconds; events wake the loop
     while (!closed && interruption.signal() == 0)
         NSRunLoop::mainRunLoop().turn(whileNothingHappens);
     UIApplication::sharedApplication()->setCloseHandler(nullptr);
-    shown.window->setHidden(true);
-    shown.model->controller()->stopSession();
-    storing.sync([] {}); // what was taken is stored
+    shown.close();
     if (interruption.signal() != 0)
         throw Refusal("Stopped", "a signal came", "start again to go on", ExitBySignal + interruption.signal());
 }
@@ -141,12 +151,13 @@ void takeSnapshot(const Options& options, Report& report)
     if (!held.camera.orientation && wanted.size.width > wanted.size.height)
         held.camera.orientation = UIDeviceOrientationLandscapeLeft; // as somebody who looks at such a screen
     drivers::phone::VirtualPhone phone(phoneOf(held));
+    chooseLibrary(options.global); // otherwise the phone's own, which is in memory
     const auto display = drivers::offscreen::OffscreenDisplay::withSize(
         { static_cast<double>(wanted.size.width), static_cast<double>(wanted.size.height) }, wanted.scale);
     DisplayDriver::install(display);
     report.setDriver(CaptureDriver::installed()->name());
     {
-        const Shown shown(held, nullptr);
+        Shown shown(held);
         constexpr double untilItRuns = 1; // second
         phone.clock().advance(untilItRuns);
         double now = 0;
@@ -158,8 +169,7 @@ void takeSnapshot(const Options& options, Report& report)
         phone.clock().advance(0);
         UIScreen::mainScreen()->display()->renderIfNeeded();
         writePNG(*display, *wanted.png);
-        shown.window->setHidden(true);
-        shown.model->controller()->stopSession();
+        shown.close();
         phone.clock().advance(1);
     }
     report.tellSnapshot(std::filesystem::absolute(*wanted.png));

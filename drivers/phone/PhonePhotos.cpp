@@ -2,8 +2,11 @@
 #include "drivers/phone/PhonePhotos.h"
 
 #include "platform/CoreGraphics/CGImage.h"
+#include "platform/CoreMedia/CVPixelBuffer.h"
+#include "platform/Foundation/NSData.h"
 #include "platform/Foundation/NSError.h"
 #include "platform/Foundation/NSException.h"
+#include "platform/ImageIO/ImageDecoder.h"
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/Photos/RandomIdentifier.h"
 
@@ -72,6 +75,8 @@ public:
         asset.order = ++content_.order;
         for (const auto& file : step.files)
             asset.files.push_back("/" + file.name);
+        if (const auto& picture = step.files.front().data)
+            content_.pictures.emplace(step.localIdentifier, picture);
         content_.assets.push_back(std::move(asset));
         tell(LibraryEvent::AssetAdded, step.localIdentifier);
     }
@@ -91,6 +96,7 @@ public:
         for (const auto& collection : content_.collections)
             leave(collection.localIdentifier, step.localIdentifier);
         content_.assets.erase(found(content_.assets, step.localIdentifier));
+        content_.pictures.erase(step.localIdentifier);
         tell(LibraryEvent::AssetRemoved, step.localIdentifier);
     }
     void operator()(const AddCollection& step)
@@ -373,8 +379,26 @@ std::optional<std::vector<PhotoStore::Picture>> PhonePhotos::pictures(const Asse
         prepared = std::vector<ImageAnswer> { { .degraded = true, .delay = 0.05 }, { .degraded = false } };
     std::vector<Picture> pictures;
     for (const auto& answer : *prepared)
-        pictures.push_back({ answer.image ? drawnPhoto(asset.order) : nullptr, answer.degraded, answer.delay });
+        pictures.push_back({ answer.image ? pictureOf(asset) : nullptr, answer.degraded, answer.delay });
     return pictures;
+}
+
+/// What the asset came with; one that came with nothing to see has a colour.
+std::shared_ptr<const CGImage> PhonePhotos::pictureOf(const AssetRecord& asset) const
+{
+    std::shared_ptr<NSData> data;
+    {
+        const std::lock_guard lock(mutex_);
+        if (const auto picture = content_.pictures.find(asset.localIdentifier); picture != content_.pictures.end())
+            data = picture->second;
+    }
+    if (const auto decoder = ImageDecoder::installed(); decoder && data)
+        try {
+            return CGImage::withPixelBuffer(decoder->decode(data->bytes()));
+        } catch (const NSError&) {
+            // No picture: a test stores any bytes.
+        }
+    return drawnPhoto(asset.order);
 }
 
 void PhonePhotos::answerNextImage(std::vector<ImageAnswer> answers)

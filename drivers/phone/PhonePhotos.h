@@ -51,6 +51,7 @@ private:
     struct Content {
         std::vector<AssetRecord> assets;
         std::vector<CollectionRecord> collections;
+        std::map<std::string, std::shared_ptr<NSData>> pictures; // of assets that came with one
         std::map<std::string, std::vector<std::string>> members; // of albums, in the order in which they came
         std::vector<LibraryEvent> events; // of the running change
         std::int64_t order = 0;
@@ -61,6 +62,7 @@ private:
     void apply(const std::vector<PhotoStep>& steps);
     void fill(const LibraryContent& content);
     bool hasCommittedAndNobodyLooked() const;
+    std::shared_ptr<const CGImage> pictureOf(const AssetRecord& asset) const;
 
     const std::shared_ptr<PhoneState> state_;
     const std::shared_ptr<PhotoStore> before_;

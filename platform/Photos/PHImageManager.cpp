@@ -189,14 +189,17 @@ bool PHImageManager::answeredByStore(const Request& request)
         return false;
     for (std::size_t i = 0; i < pictures->size(); ++i) {
         const auto& picture = (*pictures)[i];
+        const auto shown = picture.image
+            ? scaled(picture.image,
+                sizeFor({ picture.image->width(), picture.image->height() }, request.target, request.mode))
+            : nullptr;
         const auto last = i + 1 == pictures->size() ? Last::Yes : Last::No;
         auto info = picture.isDegraded ? degraded(*picture.isDegraded) : ArchiveDictionary();
         if (picture.delay <= 0)
-            deliver(request, imageOf(picture.image), std::move(info), last);
+            deliver(request, imageOf(shown), std::move(info), last);
         else
-            DispatchQueue::main().after(picture.delay, [this, request, picture, info = std::move(info), last] {
-                deliver(request, imageOf(picture.image), info, last);
-            });
+            DispatchQueue::main().after(picture.delay,
+                [this, request, shown, info = std::move(info), last] { deliver(request, imageOf(shown), info, last); });
     }
     return true;
 }

@@ -3,39 +3,14 @@
 
 #include "drivers/media/install.h"
 
-#include "tests/support/Pictures.h"
 #include "tests/support/Require.h"
 #include "tests/support/Subprocess.h"
 
-#include <fstream>
-#include <iterator>
-
-#include "tests/apps/camera/CameraProgram.h"
+#include "tests/apps/camera/Snapshot.h"
 
 namespace velmora::tests {
 
 using testing::HasSubstr;
-
-class Snapshot : public CameraProgram {
-protected:
-    ProgramOutcome snapshot(const std::string& arguments) const
-    {
-        return run("--phone small.json --quiet snapshot --size 180x360 --scale 1 " + arguments);
-    }
-    std::string bytes(const std::string& name) const
-    {
-        std::ifstream file(path(name), std::ios::binary);
-        return { std::istreambuf_iterator<char>(file), {} };
-    }
-    /// Red, green and blue of a pixel.
-    std::array<int, 3> colorAt(const std::string& name, int x, int y) const
-    {
-        drivers::media::install();
-        const auto pixels = ImageDecoder::installed()->decodeFile(path(name));
-        const auto colour = colourAt(*pixels, x, y);
-        return { static_cast<int>(colour[0]), static_cast<int>(colour[1]), static_cast<int>(colour[2]) };
-    }
-};
 
 TEST_F(Snapshot, DrawsTheScreenInItsSizeTimesItsScale)
 {
@@ -113,6 +88,65 @@ TEST_F(Snapshot, ARealCameraHasNoClockOfItsOwn)
     EXPECT_EQ(snapshot("--png a.png --scale 0").status, 2);
 }
 
+TEST_F(Snapshot, APhotoGoesIntoTheAlbum)
+{
+    write("shot.txt", "0.1 down 90 308\n0.2 up 90 308\n2 down 2 2\n");
+    ASSERT_EQ(snapshot("--library shots --album Roof --png a.png --script shot.txt").status, 0);
+    const auto album = run("--library shots --json album Roof").json();
+    ASSERT_EQ(album["photos"].size(), 1U);
+    EXPECT_THAT(album["photos"][0], testing::EndsWith("/shots/IMG_20260102_084906.jpg")); // 03:04:06 UTC in Kathmandu
+    EXPECT_TRUE(std::filesystem::exists(album["photos"][0].get<std::string>()));
+}
+
+TEST_F(Snapshot, WithoutAnAlbumsNameItIsVelmora)
+{
+    write("shot.txt", "0.1 down 90 308\n0.2 up 90 308\n2 down 2 2\n");
+    ASSERT_EQ(snapshot("--library shots --png a.png --script shot.txt").status, 0);
+    EXPECT_EQ(run("--library shots --json album Velmora").json()["photos"].size(), 1U);
+}
+
+TEST_F(Snapshot, WithoutALibraryNothingOfTheUsersIsTouched)
+{
+    write("shot.txt", "0.1 down 90 308\n0.2 up 90 308\n2 down 2 2\n");
+    ASSERT_EQ(snapshot("--png a.png --script shot.txt").status, 0);
+    EXPECT_THAT(filesIn("home/Pictures"), testing::IsEmpty());
+}
+
+TEST_F(Snapshot, TheNewestPhotoSlidesInBesideTheButton)
+{
+    // The thumbnail is 38 points from (8, 289). The photo is there 0.1 s after the touch, and 0.25 s later its picture,
+    // which waits for another 0.25 s and takes half a second.
+    const auto after = [&](const std::string& seconds, const std::string& png) {
+        write("shot.txt", "0.1 down 90 308\n0.2 up 90 308\n" + seconds + " down 2 2\n");
+        EXPECT_EQ(snapshot("--library " + png + ".photos --png " + png + " --script shot.txt").status, 0);
+    };
+    constexpr std::array empty { 51, 51, 51 };
+    after("0.7", "before.png");
+    EXPECT_EQ(colorAt("before.png", 27, 292), empty);
+    EXPECT_EQ(colorAt("before.png", 27, 323), empty);
+    after("1.05", "sliding.png");
+    EXPECT_NE(colorAt("sliding.png", 27, 292), empty);
+    EXPECT_EQ(colorAt("sliding.png", 27, 323), empty);
+    after("2", "there.png");
+    EXPECT_NE(colorAt("there.png", 27, 292), empty);
+    EXPECT_NE(colorAt("there.png", 27, 323), empty);
+}
+
+TEST_F(Snapshot, WhatTheAlbumHoldsAlreadyIsThereAtOnce)
+{
+    ASSERT_EQ(run("--phone small.json --camera virtual --library shots --quiet shoot --album Velmora").status, 0);
+    ASSERT_EQ(snapshot("--library shots --png a.png").status, 0);
+    EXPECT_NE(colorAt("a.png", 27, 308), (std::array { 51, 51, 51 }));
+}
+
+TEST_F(Snapshot, ALibraryThatCannotBeWrittenIsRefusedBeforeTheScreenOpens)
+{
+    write("notes", "a file");
+    const auto outcome = snapshot("--library notes --png a.png");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("The album \"Velmora\" cannot be made: There is no photo library at"));
+}
+
 class ScreenProgram : public CameraProgram { };
 
 TEST_F(ScreenProgram, WithoutADesktopItSaysSo)
@@ -139,7 +173,7 @@ TEST_F(ScreenProgram, InAWindowAClickOnTheButtonStoresAPhoto)
                   "xdotool mousemove 180 668 click 1; done; "
                   "kill -TERM $program; wait $program; status=$?; kill $server; exit $status");
     EXPECT_EQ(outcome.status, 143) << outcome.err;
-    EXPECT_GE(filesIn("shots").size(), 1U);
+    EXPECT_GE(run("--library shots --json album Velmora").json()["photos"].size(), 1U);
 }
 
 }
