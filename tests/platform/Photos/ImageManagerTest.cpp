@@ -2,8 +2,10 @@
 #include "platform/AVFoundation/StillEncoder.h"
 #include "platform/CoreGraphics/CGImage.h"
 #include "platform/Photos/PHAsset.h"
+#include "platform/Photos/PHAssetCreationRequest.h"
 #include "platform/Photos/PHFetchResult.h"
 #include "platform/Photos/PHImageManager.h"
+#include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/UIKit/UIImage.h"
 
 #include "drivers/media/install.h"
@@ -155,6 +157,33 @@ TEST_F(ImageManager, TheStoreMayAnswerBeforeTheRequestReturnsAndSayNothingOfIt)
     EXPECT_THAT(answers.said(), ElementsAre("unsaid"));
     clock.advance(1);
     EXPECT_THAT(answers.said(), ElementsAre("unsaid", "final, nil"));
+}
+
+TEST_F(ImageManager, ThePicturesOfAStoreComeInTheSizeThatWasAskedFor)
+{
+    request(); // 32 by 32 of 64 by 48, filled
+    clock.advance(1);
+    for (const auto& one : answers.all) {
+        EXPECT_EQ(one.image->size().width, 43);
+        EXPECT_EQ(one.image->size().height, 32);
+    }
+    EXPECT_EQ(answers.all.size(), 2U);
+}
+
+TEST_F(ImageManager, AVirtualPhoneShowsThePictureThatAPhotoCameWith)
+{
+    drivers::media::install();
+    const auto data = StillEncoder::installed()->encodeJPEG(*tests::as420f(*tests::wavyPicture(96, 32)), {}, 90);
+    PHPhotoLibrary::sharedPhotoLibrary()->performChangesAndWait([&] {
+        PHAssetCreationRequest::creationRequestForAsset()->addResourceWithTypeData(
+            PHAssetResourceTypePhoto, data, nullptr);
+    });
+    const auto asset = PHAsset::fetchAssetsWithOptions(nullptr)->lastObjectAs<PHAsset>();
+    PHImageManager::defaultManager()->requestImageForAsset(
+        asset, PHImageManagerMaximumSize, PHImageContentModeAspectFill, nullptr, answers.handler());
+    clock.advance(1);
+    ASSERT_EQ(answers.all.size(), 2U);
+    EXPECT_EQ(answers.all.back().image->size(), CGSizeMake(96, 32));
 }
 
 TEST_F(ImageManager, WithoutAnAssetThereIsNoImage)
