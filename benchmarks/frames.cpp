@@ -1,8 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // A frame from the driver's thread to the processor: by reference, so its size must not matter.
+#include "platform/AVFoundation/AVCaptureConnection.h"
+#include "platform/AVFoundation/AVCaptureDevice.h"
+#include "platform/AVFoundation/AVCaptureDeviceInput.h"
+#include "platform/AVFoundation/AVCaptureSession.h"
 #include "platform/AVFoundation/AVCaptureVideoDataOutput.h"
 #include "platform/CoreMedia/CMSampleBuffer.h"
+#include "platform/Foundation/Clock.h"
 #include "platform/Foundation/DispatchQueue.h"
+
+#include "drivers/phone/VirtualPhone.h"
 
 #include <benchmark/benchmark.h>
 
@@ -65,7 +72,13 @@ public:
 /// There, through the output and its queue, and word back.
 void delivery(benchmark::State& state)
 {
+    static SteadyClock clock;
+    drivers::phone::VirtualPhone phone(drivers::phone::single(), clock);
+    const auto session = make<AVCaptureSession>(); // which does not run: the frames are the benchmark's
+    session->addInput(AVCaptureDeviceInput::initWithDevice(AVCaptureDevice::allDevices().at(0)));
     const auto output = AVCaptureVideoDataOutput::init();
+    session->addOutput(output);
+    const auto connection = output->connectionWithMediaType(AVMediaTypeVideo);
     const auto processor = std::make_shared<Processor>();
     output->setSampleBufferDelegate(
         std::weak_ptr<AVCaptureVideoDataOutputSampleBufferDelegate>(processor), DispatchQueue("processing"));
@@ -73,7 +86,7 @@ void delivery(benchmark::State& state)
     const auto buffer = frame(state);
     processor->sent = buffer->imageBuffer()->planes()[0].data;
     for (auto _ : state) {
-        output->receive(buffer, nullptr);
+        output->receive(buffer, connection);
         processor->arrival.wait();
     }
     state.counters["copies"] = processor->same ? 0 : 1;

@@ -3,6 +3,7 @@
 
 #include "platform/AVFoundation/CaptureDriver.h"
 
+#include "drivers/evdev/install.h"
 #include "drivers/faces/install.h"
 #include "drivers/geoclue/install.h"
 #include "drivers/gpsd/install.h"
@@ -58,6 +59,7 @@ void installDefaults()
     statuses().push_back({ "places", places::install(), "libtimezonemap-data" });
     statuses().push_back({ "faces", faces::install(), "libopencv-objdetect-dev opencv-data, and build again" });
     statuses().push_back({ "iio", iio::install(), {} }); // no package makes a sensor
+    statuses().push_back({ "evdev", evdev::install(), {} }); // no package makes a button, or gives the right to it
     statuses().push_back({ "photos", photos::install(), {} });
     installCapture();
     const bool satellites = gpsd::install();

@@ -24,7 +24,7 @@ public:
             pressed = pressed_;
         }
         if (pressed)
-            pressed("camera", static_cast<AVCaptureEventPhase>(phase));
+            pressed("Camera", static_cast<AVCaptureEventPhase>(phase));
     }
 
 private:

@@ -197,7 +197,7 @@ void AVCaptureVideoDataOutput::receive(
             return;
         queue = queue_;
     }
-    const auto frame = asItIsMeant(buffer, pictureOrientation(*connection));
+    const auto frame = connection ? asItIsMeant(buffer, pictureOrientation(*connection)) : buffer;
     queue->async([self = sharedFromThis(*this), frame, connection] { self->deliver(frame, connection); });
 }
 

@@ -17,8 +17,12 @@ namespace velmora {
 
 namespace {
 
-constexpr std::array<std::string_view, 7> takingKeys { "Space", "Return", "VolumeUp", "VolumeDown", "AudioVolumeUp",
-    "AudioVolumeDown", "Camera" };
+struct TakingKey {
+    std::string_view key, button;
+};
+constexpr std::array<TakingKey, 7> takingKeys { { { "Space", "Space" }, { "Return", "Return" },
+    { "VolumeUp", "VolumeUp" }, { "VolumeDown", "VolumeDown" }, { "AudioVolumeUp", "VolumeUp" },
+    { "AudioVolumeDown", "VolumeDown" }, { "Camera", "Camera" } } };
 
 std::shared_ptr<CaptureButtons>& made()
 {
@@ -54,23 +58,40 @@ void CaptureButtons::listen()
     });
     resigning_ = NSNotificationCenter::defaultCenter().addObserver(
         UIApplicationWillResignActiveNotification, nullptr, [weak = weak_from_this()](const NSNotification&) {
-            if (const auto self = weak.lock())
+            if (const auto self = weak.lock()) {
                 self->cancelAll();
+                self->listenToHousing();
+            }
+        });
+    activating_ = NSNotificationCenter::defaultCenter().addObserver(
+        UIApplicationDidBecomeActiveNotification, nullptr, [weak = weak_from_this()](const NSNotification&) {
+            if (const auto self = weak.lock())
+                self->listenToHousing();
         });
 }
 
 void CaptureButtons::add(const std::shared_ptr<AVCaptureEventInteraction>& interaction)
 {
     interactions_.push_back(interaction);
-    const auto driver = CaptureButtonDriver::installed();
+    listenToHousing();
+}
+
+/// What takes pictures elsewhere is other programs' while nobody here wants it.
+void CaptureButtons::listenToHousing()
+{
+    const bool wanted
+        = !interactions_.empty() && UIApplication::sharedApplication()->applicationState() == UIApplicationStateActive;
+    const auto driver = wanted ? CaptureButtonDriver::installed() : nullptr;
     if (driver == driver_)
         return;
+    if (driver_)
+        driver_->setPressed(nullptr);
     driver_ = driver;
     if (driver)
         driver->setPressed([weak = weak_from_this()](const std::string& button, AVCaptureEventPhase phase) {
             DispatchQueue::main().async([weak, button, phase] {
                 if (const auto self = weak.lock())
-                    self->pressed(button, phase);
+                    self->pressed(Source::Housing, button, phase);
             });
         });
 }
@@ -81,17 +102,33 @@ void CaptureButtons::remove(const AVCaptureEventInteraction* interaction)
         const auto alive = each.lock();
         return !alive || alive.get() == interaction;
     });
+    listenToHousing();
 }
 
 void CaptureButtons::key(const UIPress& press)
 {
-    if (std::find(takingKeys.begin(), takingKeys.end(), press.key) == takingKeys.end())
+    const auto taking = std::find_if(
+        takingKeys.begin(), takingKeys.end(), [&](const TakingKey& each) { return each.key == press.key; });
+    if (taking == takingKeys.end())
         return;
     const auto position = press.phase == UIPressPhaseBegan ? ButtonPress::Position::Down : ButtonPress::Position::Up;
-    keys_[press.key].moveTo(position, [&](AVCaptureEventPhase phase) { pressed("key " + press.key, phase); });
+    keys_[press.key].moveTo(
+        position, [&](AVCaptureEventPhase phase) { pressed(Source::Keyboard, std::string(taking->button), phase); });
 }
 
-void CaptureButtons::pressed(const std::string& button, AVCaptureEventPhase phase)
+void CaptureButtons::pressed(Source source, const std::string& button, AVCaptureEventPhase phase)
+{
+    auto& sources = down_[button];
+    const bool byAnother = sources.size() > sources.count(source);
+    if (phase == AVCaptureEventPhaseBegan)
+        sources.insert(source);
+    else
+        sources.erase(source);
+    if (!byAnother)
+        tell(button, phase);
+}
+
+void CaptureButtons::tell(const std::string& button, AVCaptureEventPhase phase)
 {
     std::shared_ptr<AVCaptureEventInteraction> hears;
     if (const auto found = hearing_.find(button); found != hearing_.end())
@@ -111,6 +148,7 @@ void CaptureButtons::pressed(const std::string& button, AVCaptureEventPhase phas
 void CaptureButtons::cancelAll()
 {
     keys_.clear();
+    down_.clear();
     for (const auto& [button, hears] : std::exchange(hearing_, {}))
         if (const auto alive = hears.lock())
             alive->hear(AVCaptureEventPhaseCancelled);

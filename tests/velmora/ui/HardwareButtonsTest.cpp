@@ -154,6 +154,32 @@ TEST_F(HardwareButtons, AKeyThatRepeatsTakesOnePhoto)
     EXPECT_EQ(taken, 1);
 }
 
+TEST_F(HardwareButtons, APressThatTheKeyboardTellsOfTooIsOne)
+{
+    hostCounting();
+    key("Camera", DisplayKeyPhase::Pressed);
+    press(0);
+    key("Camera", DisplayKeyPhase::Released);
+    EXPECT_EQ(taken, 0);
+    press(1);
+    EXPECT_EQ(taken, 1);
+    typeKey("AudioVolumeUp");
+    EXPECT_EQ(taken, 2);
+}
+
+TEST_F(HardwareButtons, OnesOfTheHousingAreLeftAloneWhileTheApplicationIsInactive)
+{
+    hostCounting();
+    UIApplication::sharedApplication()->resignActive();
+    press(0);
+    press(1);
+    EXPECT_EQ(taken, 0);
+    UIApplication::sharedApplication()->becomeActive();
+    press(0);
+    press(1);
+    EXPECT_EQ(taken, 1);
+}
+
 TEST_F(HardwareButtons, APressIsCancelledWhenTheApplicationLosesTheScreen)
 {
     hostCounting();
