@@ -86,11 +86,15 @@ public:
             addConstraint(*constraint);
         // What is left open: sizes by the content, then everything as it is.
         for (std::size_t view = 0; view < views_.size(); ++view) {
-            const CGSize content = views_[view]->intrinsicContentSize(), now = views_[view]->bounds().size;
-            addValue(view, Width, content.width >= 0 ? content.width : now.width);
-            addValue(view, Height, content.height >= 0 ? content.height : now.height);
+            const CGSize content = views_[view]->intrinsicContentSize();
+            if (content.width >= 0)
+                addValue(view, Width, content.width);
+            if (content.height >= 0)
+                addValue(view, Height, content.height);
         }
         for (std::size_t view = 0; view < views_.size(); ++view) {
+            addValue(view, Width, views_[view]->bounds().size.width);
+            addValue(view, Height, views_[view]->bounds().size.height);
             addValue(view, MinX, views_[view]->frame().origin.x);
             addValue(view, MinY, views_[view]->frame().origin.y);
         }

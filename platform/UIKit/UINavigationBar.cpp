@@ -66,7 +66,6 @@ void UINavigationBar::setPrefersLargeTitles(bool prefers)
     prefersLargeTitles_ = prefers;
     if (prefers) {
         large_ = make<UIView>();
-        large_->setClipsToBounds(true);
         largeLabel_ = make<UILabel>();
         largeLabel_->setFont(UIFont::boldSystemFontOfSize(largeTitleSize));
         largeLabel_->setText(title_);

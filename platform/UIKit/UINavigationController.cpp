@@ -17,6 +17,18 @@ namespace {
 
 constexpr double duration = 0.35, barDuration = 0.2; // seconds
 constexpr double parallax = 0.3; // of the width that the lower controller moves
+constexpr auto slide = static_cast<UIViewAnimationOptions>(0x70000);
+
+/// Holds the views of the controllers. One that others have placed is put right by the next layout.
+class ContentView final : public UIView {
+public:
+    using UIView::UIView;
+    void subviewDidMove(const UIView&) override
+    {
+        if (const auto above = superview())
+            above->setNeedsLayout();
+    }
+};
 
 }
 
@@ -144,7 +156,7 @@ void UINavigationController::loadView()
 {
     const auto root = make<UIView>(UIScreen::mainScreen()->bounds());
     root->setAutoresizingMask(UIViewAutoresizingFlexibleWidth | UIViewAutoresizingFlexibleHeight);
-    content_ = make<UIView>(root->bounds());
+    content_ = make<ContentView>(root->bounds());
     content_->setClipsToBounds(true);
     content_->setAutoresizingMask(UIViewAutoresizingFlexibleWidth | UIViewAutoresizingFlexibleHeight);
     root->addSubview(content_);
@@ -167,6 +179,23 @@ void UINavigationController::layOut()
     bar_->setFrame(CGRectMake(0, barHidden_ ? -height : top, bounds.size.width, height));
     for (const auto& controller : stack_)
         controller->setAdditionalSafeAreaInsets({ barHidden_ ? 0 : height, 0, 0, 0 });
+    if (shown_ && shown_->view()->superview() == content_ && CGAffineTransformIsIdentity(shown_->view()->transform()))
+        settleShown();
+}
+
+/// In the middle of a transition it is brought to its place along with it, not at once.
+void UINavigationController::settleShown()
+{
+    const auto shown = shown_->view();
+    const CGRect place = content_->bounds();
+    const auto coordinator = transitionCoordinator();
+    if (shown->frame() == place || isPreparing_)
+        return;
+    if (coordinator && coordinator->isAnimated())
+        UIView::animateWithDuration(coordinator->transitionDuration(), 0,
+            slide | UIViewAnimationOptionBeginFromCurrentState, [&] { shown->setFrame(place); });
+    else
+        shown->setFrame(place);
 }
 
 void UINavigationController::updateBar()
@@ -249,6 +278,7 @@ void UINavigationController::move(const std::shared_ptr<UIViewController>& from,
     if (moving_) // one that is still under way ends where it was going
         std::exchange(moving_, nullptr)->end(true);
     shown_ = top;
+    isPreparing_ = true;
     if (animated) {
         moving_ = make<UIViewControllerTransitionCoordinator>(duration, from, top, content_);
         setTransitionCoordinator(moving_);
@@ -268,13 +298,14 @@ void UINavigationController::move(const std::shared_ptr<UIViewController>& from,
         layOut();
         topView->layoutIfNeeded();
     }
+    isPreparing_ = false;
     if (!animated) {
         arrived(from, false);
         return;
     }
     const double aside = forwards ? -parallax * place.size.width : place.size.width;
     UIView::animateWithDuration(
-        duration, 0, static_cast<UIViewAnimationOptions>(0x70000),
+        duration, 0, slide,
         [&] {
             top->view()->setFrame(place);
             from->view()->setFrame(CGRectOffset(place, aside, 0));

@@ -71,12 +71,14 @@ private:
     void arrived(const std::shared_ptr<UIViewController>& from, bool animated);
     void updateBar();
     void layOut();
+    void settleShown();
 
     std::vector<std::shared_ptr<UIViewController>> stack_;
     std::shared_ptr<UIViewController> shown_; // whose view is there
     std::shared_ptr<UIView> content_;
     std::shared_ptr<UINavigationBar> bar_;
     bool barHidden_ = false, announces_ = false;
+    bool isPreparing_ = false; // the place from which the next one slides in
     std::weak_ptr<UINavigationControllerDelegate> delegate_;
     std::shared_ptr<UIViewControllerTransitionCoordinator> moving_;
 };

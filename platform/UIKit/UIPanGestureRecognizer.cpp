@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace velmora {
 
@@ -13,6 +14,7 @@ namespace {
 
 constexpr double beginDistance = 10; // points
 constexpr double velocityWindow = 0.1; // seconds
+constexpr double restTime = 0.05; // seconds without an event: longer than between those of any screen
 
 /// Without the touches that end right now.
 CGPoint middleOf(const UITouches& touches, const UITouches& without)
@@ -93,11 +95,12 @@ CGPoint UIPanGestureRecognizer::velocityInView(const std::shared_ptr<UIView>& vi
     const double until = now(), since = until - velocityWindow;
     const Sample& last = samples_.back();
     // From the place where the window of time begins.
-    const Sample* first = nullptr;
-    for (const Sample& sample : samples_)
-        if (!first || sample.time <= since)
-            first = &sample;
-    const double seconds = last.time - first->time;
+    auto first = samples_.begin();
+    while (std::next(first) != samples_.end() && std::next(first)->time <= since)
+        ++first;
+    // A finger that rests sends nothing: it was still there when the window began.
+    const bool rested = std::next(first) != samples_.end() && std::next(first)->time - first->time > restTime;
+    const double seconds = last.time - (rested ? std::max(first->time, since) : first->time);
     if (last.time < since || seconds <= 0)
         return CGPointZero;
     return vectorInView({ (last.shift.x - first->shift.x) / seconds, (last.shift.y - first->shift.y) / seconds }, view);

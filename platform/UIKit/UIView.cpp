@@ -388,9 +388,12 @@ std::shared_ptr<UILayoutGuide> UIView::safeAreaLayoutGuide()
 
 void UIView::placeDidChange()
 {
-    if (const auto above = superview();
-        above && (above->safeArea_ != UIEdgeInsetsZero || safeArea_ != UIEdgeInsetsZero))
+    const auto above = superview();
+    if (!above)
+        return;
+    if (above->safeArea_ != UIEdgeInsetsZero || safeArea_ != UIEdgeInsetsZero)
         updateSafeArea();
+    above->subviewDidMove(*this);
 }
 
 UIEdgeInsets UIView::findSafeArea() const

@@ -135,6 +135,8 @@ public:
     virtual void didMoveToWindow() { }
     virtual void didAddSubview(const std::shared_ptr<UIView>&) { }
     virtual void willRemoveSubview(const std::shared_ptr<UIView>&) { }
+    /// Its frame, bounds or centre was set, by whomever.
+    virtual void subviewDidMove(const UIView&) { }
 
     // Layout. A changed size moves the subviews by their masks and marks the view.
     UIViewAutoresizing autoresizingMask() const { return autoresizingMask_; }

@@ -132,7 +132,7 @@ void QVCameraReturnViewController::didConstruct()
 {
     UIViewController::didConstruct();
     const auto self = sharedFromThis(*this);
-    const auto navigation = make<UINavigationController>();
+    const auto navigation = makeNavigationController();
     navigation->setDelegate(self);
     navigation->willMoveToParentViewController(self); // adding tells it once more, which does no harm
     addChildViewController(navigation);
@@ -140,6 +140,11 @@ void QVCameraReturnViewController::didConstruct()
     setModalPresentationStyle(UIModalPresentationFullScreen);
     setTransitioningDelegate(self);
     setDefinesPresentationContext(true);
+}
+
+std::shared_ptr<UINavigationController> QVCameraReturnViewController::makeNavigationController() const
+{
+    return make<UINavigationController>();
 }
 
 std::shared_ptr<UINavigationController> QVCameraReturnViewController::navigationController() const
@@ -354,6 +359,13 @@ void QVCameraReturnViewController::setBarAlpha(double alpha)
     barFillerView()->setAlpha(alpha);
 }
 
+/// The frame of the container's view is meant, although it is another view's place: a navigation controller puts the
+/// view right when it is laid out, and a view elsewhere lies where the content does.
+void QVCameraReturnViewController::placeChildView(const std::shared_ptr<UIViewController>& child) const
+{
+    child->view()->setFrame(containerView()->frame());
+}
+
 void QVCameraReturnViewController::updateForCurrentChildViewController(const std::shared_ptr<UIViewController>& child)
 {
     loadViewIfNeeded();
@@ -364,23 +376,24 @@ void QVCameraReturnViewController::updateForCurrentChildViewController(const std
     const bool changes = barViewHeightConstraint()->constant() != height
         || childViewTopConstraint()->constant() != height || backToCameraButton()->alpha() != alpha;
     barViewHeightConstraint()->setConstant(height);
-    updateSafeAreaConstraints(hides && bearer->prefersFullScreenWhenCameraReturnBarHidden());
+    const bool fills = hides && bearer->prefersFullScreenWhenCameraReturnBarHidden();
+    updateSafeAreaConstraints(fills);
 
-    // Its frame in the container's place is meant; the navigation controller puts it right when it is laid out.
-    const auto place = [this, child] { child->view()->setFrame(containerView()->frame()); };
     const auto navigation = navigationController();
     if (const auto coordinator = navigation ? navigation->transitionCoordinator() : nullptr; changes && coordinator) {
         const auto self = weakFromThis(*this);
         const bool runs = coordinator->animateAlongsideTransition(
-            [this, alpha, place](auto&) {
+            [this, alpha, fills, child](auto&) {
                 setBarAlpha(alpha);
+                // Coming into the window has changed the safe area since, while the button was still to be seen.
+                updateSafeAreaConstraints(fills);
                 view()->layoutIfNeeded();
-                place();
+                placeChildView(child);
                 setNeedsStatusBarAppearanceUpdate();
             },
-            [self, child, place](auto&) {
+            [self, child](auto&) {
                 if (const auto there = self.lock()) {
-                    place();
+                    there->placeChildView(child);
                     there->setObservedScrollView(scrollViewIn(child->view()));
                 }
             });
@@ -390,7 +403,7 @@ void QVCameraReturnViewController::updateForCurrentChildViewController(const std
     setBarAlpha(alpha);
     setNeedsStatusBarAppearanceUpdate();
     view()->layoutIfNeeded();
-    place();
+    placeChildView(child);
     setObservedScrollView(scrollViewIn(child->view()));
 }
 

@@ -125,12 +125,15 @@ public:
 
 protected:
     void didConstruct() override;
+    /// Asked once, when the container is made; the container sets its controllers and its delegate.
+    virtual std::shared_ptr<UINavigationController> makeNavigationController() const;
 
 private:
     static constexpr double shownBarHeight = 20; // points
 
     void tintIcons(const std::shared_ptr<UIColor>& color);
     void setBarAlpha(double alpha);
+    void placeChildView(const std::shared_ptr<UIViewController>& child) const;
     std::shared_ptr<UIViewController> currentlyVisibleViewController() const;
     void updateForCurrentChildViewController(const std::shared_ptr<UIViewController>& child);
     void updateSafeAreaConstraints(bool returnBarHidden);

@@ -172,6 +172,20 @@ TEST_F(Constraints, WhatNobodySaysIsAsLargeAsTheContent)
     EXPECT_EQ(CGRectGetMaxX(label->frame()), 190);
 }
 
+TEST_F(Constraints, WhatContentSaysCountsBeforeWhatAViewHappensToHave)
+{
+    const auto around = child(parent); // has a size already, and comes first
+    around->setFrame(CGRectMake(0, 0, 7, 7));
+    const auto label = make<UILabel>();
+    label->setText("Back");
+    label->setTranslatesAutoresizingMaskIntoConstraints(false);
+    parent->addSubview(label);
+    constrain(around, NSLayoutAttributeWidth, label, NSLayoutAttributeWidth, 20);
+    parent->layoutIfNeeded();
+    EXPECT_EQ(label->bounds().size, label->intrinsicContentSize());
+    EXPECT_EQ(around->bounds().size, CGSizeMake(label->intrinsicContentSize().width + 20, 7));
+}
+
 TEST_F(Constraints, TheSafeAreaCanBePinnedTo)
 {
     window->setScreenInsets(UIEdgeInsetsMake(30, 0, 0, 0));

@@ -388,6 +388,18 @@ TEST_F(Gesture, APanThatStandsStillHasNoVelocity)
     EXPECT_EQ(pan->velocityInView(sheet), CGPointZero);
 }
 
+TEST_F(Gesture, AFingerThatRestedIsAsFastAsInTheLastTenthOfASecond)
+{
+    const auto pan = recognise<UIPanGestureRecognizer>("first:");
+    touchDown({ 10, 10 });
+    clock.advance(1);
+    moveTo({ 30, 10 });
+    EXPECT_NEAR(pan->velocityInView(sheet).x, 200, 1e-9); // 20 points, and it rested until then
+    clock.advance(0.05);
+    moveTo({ 60, 10 });
+    EXPECT_NEAR(pan->velocityInView(sheet).x, 500, 1e-9);
+}
+
 TEST_F(Gesture, ALongPressBeginsAfterItsDuration)
 {
     recognise<UILongPressGestureRecognizer>("first:");

@@ -510,6 +510,43 @@ TEST_F(Navigation, APopGoesBackAndLetsGo)
     EXPECT_EQ(navigation->popViewControllerAnimated(true), nullptr);
 }
 
+TEST_F(Navigation, AViewThatOthersPlacedIsPutRightByTheNextLayout)
+{
+    first->view()->setFrame(CGRectMake(5, 20, 320, 480));
+    EXPECT_EQ(first->view()->frame(), CGRectMake(5, 20, 320, 480));
+    navigation->view()->layoutIfNeeded();
+    EXPECT_EQ(first->view()->frame(), CGRectMake(0, 0, 320, 480));
+    const auto turn = CGAffineTransformMakeRotation(0.5);
+    first->view()->setTransform(turn); // it stands as it is meant to
+    first->view()->setCenter({ 100, 100 });
+    navigation->view()->layoutIfNeeded();
+    EXPECT_EQ(first->view()->center(), CGPointMake(100, 100));
+}
+
+TEST_F(Navigation, AViewThatOthersPlacedInTheMiddleOfATransitionIsBroughtBackAlongWithIt)
+{
+    navigation->pushViewController(second, true);
+    clock.advance(0.05);
+    const auto shown = [&] { return second->view()->layer()->presentationLayer()->frame(); };
+    const CGRect before = shown();
+    second->view()->setFrame(CGRectMake(0, 50, 320, 480));
+    navigation->view()->layoutIfNeeded();
+    EXPECT_EQ(second->view()->frame(), CGRectMake(0, 0, 320, 480));
+    EXPECT_NEAR(shown().origin.x, before.origin.x, 1e-6);
+    EXPECT_NEAR(shown().origin.y, 0, 1e-6);
+    clock.advance(0.1);
+    EXPECT_LT(shown().origin.x, before.origin.x);
+    clock.advance(0.4);
+    EXPECT_EQ(shown(), CGRectMake(0, 0, 320, 480));
+    EXPECT_EQ(diary.back(), "second joined");
+}
+
+TEST_F(Navigation, ALargeTitleCanBeSeenBelowItsBar)
+{
+    navigation->navigationBar()->setPrefersLargeTitles(true);
+    EXPECT_FALSE(navigation->navigationBar()->subviews()[2]->clipsToBounds());
+}
+
 TEST_F(Navigation, TheBarShowsTheTitleAndStaysBelowTheStatusBar)
 {
     first->setTitle("Photos");
