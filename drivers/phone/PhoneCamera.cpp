@@ -457,11 +457,16 @@ Shot PhoneCamera::shot(
 {
     const auto phone = world_->description();
     Shot result;
+    result.view.width = size.width;
+    result.view.height = size.height;
+    constexpr int authorised = 3;
+    if (phone->permissions.camera != authorised) { // whoever may not look sees nothing, not even noise
+        result.gain = 0;
+        return result;
+    }
     result.view.moment = world_->scene()->moment(world_->state().now());
     result.view.turn = world_->turn(camera.position);
     result.view.zoom = std::max(1.0, condition.settings.zoomFactor);
-    result.view.width = size.width;
-    result.view.height = size.height;
     const auto neutral = model::neutralGains(camera);
     result.balance = { static_cast<double>(condition.gains.redGain / neutral.redGain),
         static_cast<double>(condition.gains.greenGain / neutral.greenGain),
@@ -471,9 +476,6 @@ Shot PhoneCamera::shot(
     const int torch = condition.settings.torchMode;
     if (torch == on || (torch == automatic && condition.exposure.ISO > model::darkISO))
         result.gain *= model::torchLight(phone->sceneDistance);
-    constexpr int authorised = 3;
-    if (phone->permissions.camera != authorised)
-        result.gain = 0; // whoever may not look sees nothing
     if (model::focuses(camera))
         result.blur = model::blur(condition.lens, phone->sceneDistance, camera) * result.view.zoom;
     result.noise = model::noise(condition.exposure.ISO);

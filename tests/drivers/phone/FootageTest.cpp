@@ -98,6 +98,15 @@ TEST_F(Seen, WithoutAccessEverythingIsBlack)
     EXPECT_GT(luma(*frame(), 320, 240), 250);
 }
 
+TEST_F(Seen, WithoutAccessThereIsNoNoiseEither)
+{
+    see(640, 480, [](int, int) { return Pixel { 255, 255, 255 }; });
+    phone.change([](PhoneDescription& description) { description.permissions.camera = 2; });
+    const auto before = frame();
+    clock.advance(5); // automatic exposure has gone to the most there is
+    EXPECT_EQ(frame(), before);
+}
+
 TEST_F(Seen, HeldUprightTheWorldsTopIsAtTheSensorsLeft)
 {
     see(480, 640, [](int x, int y) { return grey(y < 320 ? 200 : x < 240 ? 100 : 50); });

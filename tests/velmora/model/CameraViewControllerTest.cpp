@@ -288,6 +288,21 @@ TEST_F(CameraScreenTest, OnAPhoneWithoutACameraItIsThereAllTheSame)
     EXPECT_EQ(preview()->frame(), CGRectMake(0, 0, 360, 480));
 }
 
+TEST_F(CameraScreenTest, AtRestNothingIsDrawnAndNothingWakes)
+{
+    phone.change([](drivers::phone::PhoneDescription& description) { description.cameras.clear(); });
+    giveOutlets();
+    show();
+    clock.advance(2);
+    const auto before = UIScreen::mainScreen()->display()->counters();
+    EXPECT_GT(before.frames, 0U);
+    clock.advance(10);
+    const auto after = UIScreen::mainScreen()->display()->counters();
+    EXPECT_EQ(after.frames, before.frames);
+    EXPECT_EQ(after.ticks, before.ticks);
+    EXPECT_EQ(after.rasterCount, before.rasterCount);
+}
+
 TEST_F(CameraScreenTest, EveryOutletAndActionIsThereByItsSelector)
 {
     for (const char* selector :
