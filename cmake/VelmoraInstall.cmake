@@ -16,6 +16,7 @@ if(TARGET velmora-pipewire)
 endif()
 if(TARGET velmora-camera)
   install(TARGETS velmora-camera)
+  install(DIRECTORY apps/camera/resources/ DESTINATION ${CMAKE_INSTALL_DATADIR}/velmora-camera)
 endif()
 
 install(DIRECTORY platform velmora DESTINATION ${headers} FILES_MATCHING PATTERN *.h)

@@ -3,6 +3,7 @@
 
 #include "velmora/capture/QVCameraController.h"
 #include "velmora/library/QVLastShotImageView.h"
+#include "velmora/navigation/QVCameraReturnViewController.h"
 #include "velmora/results/QVPhotoCaptureOutput.h"
 #include "velmora/ui/QVCaptureButton.h"
 #include "velmora/ui/QVSlider.h"
@@ -22,6 +23,9 @@
 #include <cstdio>
 #include <utility>
 
+#include "apps/camera/AlbumPhotos.h"
+#include "apps/camera/PhotoGrid.h"
+#include "apps/camera/Texts.h"
 #include "apps/camera/Words.h"
 
 namespace velmora::camera {
@@ -63,11 +67,12 @@ std::shared_ptr<QVSlider> makeSlider(QVSliderOrientation orientation, QVSlider::
 
 }
 
-CameraScreen::CameraScreen(
-    std::shared_ptr<QVCameraHardware> model, std::shared_ptr<PHAssetCollection> album, Taken taken)
+CameraScreen::CameraScreen(std::shared_ptr<QVCameraHardware> model, std::shared_ptr<PHAssetCollection> album,
+    Taken taken, PhotoPager::Share share)
     : model_(std::move(model))
     , album_(std::move(album))
     , taken_(std::move(taken))
+    , share_(std::move(share))
 {
 }
 
@@ -92,9 +97,7 @@ void CameraScreen::loadView()
     button->setDisabledColor(UIColor::lightGrayColor());
     setCaptureButton(button);
 
-    lastShot_ = make<QVLastShotImageView>(CGRectMake(0, 0, lastShotSize, lastShotSize));
-    lastShot_->setBackgroundColor(UIColor::colorWithWhite(0.2));
-    lastShot_->setMonitoredAssetCollection(album_);
+    makeLastShot();
     iso_ = makeLabel(NSTextAlignmentLeft);
     shutter_ = makeLabel(NSTextAlignmentRight);
     message_ = makeLabel(NSTextAlignmentCenter);
@@ -102,7 +105,7 @@ void CameraScreen::loadView()
     makeSliders();
     const auto self = std::weak_ptr(std::static_pointer_cast<CameraScreen>(sharedFromThis(*this)));
     buttons_ = make<UIHostingView>(captureHardwareButtons(AnyView(), [self] {
-        if (const auto alive = self.lock())
+        if (const auto alive = self.lock(); alive && !alive->presentedViewController())
             alive->capturePhoto(nullptr);
     }));
     buttons_->setUserInteractionEnabled(false);
@@ -120,6 +123,19 @@ void CameraScreen::makeSliders()
         [zoom = zoom_.get(), controller] { controller->setZoomScale(zoom->currentValue()); }));
     observations_.push_back(bias_->addAction(UIControlEventValueChanged,
         [bias = bias_.get(), controller] { controller->setExposureBias(bias->currentValue(), nullptr); }));
+}
+
+void CameraScreen::makeLastShot()
+{
+    lastShot_ = make<QVLastShotImageView>(CGRectMake(0, 0, lastShotSize, lastShotSize));
+    lastShot_->setBackgroundColor(UIColor::colorWithWhite(0.2));
+    lastShot_->setMonitoredAssetCollection(album_);
+    observations_.push_back(lastShot_->addAction(UIControlEventTouchUpInside, [this] { showPhotos(); }));
+}
+
+void CameraScreen::showPhotos()
+{
+    presentViewController(make<QVCameraReturnViewController>(make<PhotoGrid>(AlbumPhotos::of(album_), share_)), true);
 }
 
 void CameraScreen::viewDidLoad()
@@ -144,7 +160,7 @@ void CameraScreen::followCamera()
         zoom_->setEnabled(false);
         bias_->setEnabled(false);
         captureButton()->setEnabled(false);
-        showMessage("There is no camera.");
+        showMessage(textFor("NO_CAMERA"));
     }
     observations_.push_back(model_->statsPublisher().sink([iso = iso_, shutter = shutter_](const auto& stats) {
         iso->setText("ISO " + stats.displayISO());
@@ -174,7 +190,7 @@ void CameraScreen::makeLensMenu()
                 alive->setLensType(types[static_cast<std::size_t>(index)]);
         });
     };
-    controller->setCaptureControlMenuWithLocalizedTitle("Lens", "camera", words, lensMenu_);
+    controller->setCaptureControlMenuWithLocalizedTitle(textFor("LENS"), "camera", words, lensMenu_);
 }
 
 void CameraScreen::viewDidLayoutSubviews()

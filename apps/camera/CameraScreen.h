@@ -11,6 +11,8 @@
 #include <memory>
 #include <vector>
 
+#include "apps/camera/PhotoPager.h"
+
 namespace velmora {
 class QVSlider;
 class UIHostingView;
@@ -29,7 +31,10 @@ public:
     /// On the main thread.
     using Taken = std::function<void(const std::shared_ptr<QVPhotoCaptureOutput>& photo)>;
 
-    CameraScreen(std::shared_ptr<QVCameraHardware> model, std::shared_ptr<PHAssetCollection> album, Taken taken);
+    /// The album's photos are shown: the newest beside the button, all when that one is tapped. `share` is told the
+    /// files of a photo that a person shares.
+    CameraScreen(std::shared_ptr<QVCameraHardware> model, std::shared_ptr<PHAssetCollection> album, Taken taken,
+        PhotoPager::Share share);
 
     std::shared_ptr<QVCameraController> hardwareCameraController() override { return model_->controller(); }
     void loadView() override;
@@ -45,6 +50,8 @@ public:
 private:
     void makeSliders();
     void makeLensMenu();
+    void makeLastShot();
+    void showPhotos();
     void followCamera();
     void layOutPortrait(CGSize size);
     void layOutLandscape(CGSize size);
@@ -52,6 +59,7 @@ private:
     const std::shared_ptr<QVCameraHardware> model_;
     const std::shared_ptr<PHAssetCollection> album_;
     const Taken taken_;
+    const PhotoPager::Share share_;
     std::shared_ptr<QVSlider> zoom_, bias_;
     std::shared_ptr<UILabel> iso_, shutter_, message_;
     std::shared_ptr<QVLastShotImageView> lastShot_;

@@ -251,7 +251,7 @@ void addScreenOptions(CLI::App& command, ScreenOptions& options)
 {
     command
         .add_option("--album", options.album,
-            "The album of the library that photos go into; it is made when it is missing (Velmora)")
+            "The album of the library that photos go into and are shown from; made when it is missing (Velmora)")
         ->type_name("NAME");
 }
 

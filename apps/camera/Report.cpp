@@ -227,6 +227,17 @@ void Report::beginPhotos()
     object_->json["photos"] = ordered_json::array();
 }
 
+void Report::addShared(const std::vector<std::string>& files)
+{
+    std::string lines;
+    for (const auto& file : files) {
+        object_->json["shared"].push_back(file);
+        lines += file + "\n";
+    }
+    if (form_ == Form::Lines)
+        writeToStandardOutput(lines);
+}
+
 void Report::tellSnapshot(const std::filesystem::path& png)
 {
     object_->json["png"] = png.string();

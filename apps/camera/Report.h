@@ -88,6 +88,8 @@ public:
     /// Also what has nothing in it is told, in JSON.
     void beginPhotos();
     void add(const PhotoReport& photo);
+    /// The files of a photo that a person shared.
+    void addShared(const std::vector<std::string>& files);
     void tellSnapshot(const std::filesystem::path& png);
     void tell(const MovieReport& movie);
     void tell(const FramesReport& frames);

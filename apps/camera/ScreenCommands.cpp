@@ -39,12 +39,14 @@ constexpr CGSize windowSize { 360, 720 }; // points
 /// A window with the camera screen in it, as the options ask for it; its photos go into the album.
 class Shown {
 public:
-    explicit Shown(const Options& options)
+    Shown(const Options& options, Report& report)
         : album_(std::make_shared<PhotoAlbum>(options.screen.album, std::nullopt))
         , model_(make<QVCameraHardware>(
               options.camera.position, QVCameraCaptureIntentStillImage, std::optional<std::string>()))
-        , screen_(make<CameraScreen>(model_, album_->collection(),
-              [this](const std::shared_ptr<QVPhotoCaptureOutput>& photo) { store(photo); }))
+        , screen_(make<CameraScreen>(
+              model_, album_->collection(),
+              [this](const std::shared_ptr<QVPhotoCaptureOutput>& photo) { store(photo); },
+              [&report](const std::vector<std::string>& files) { report.addShared(files); }))
     {
         auto& controller = *model_->controller();
         if (controller.hasLensTypeInCurrentDevicePosition(options.camera.lens))
@@ -129,7 +131,7 @@ void showScreen(const Options& options, Report& report, const Interruption& inte
         throw Refusal("The camera screen cannot be shown", "the desktop gives no window",
             "draw it with velmora-camera snapshot --png FILE");
     report.setDriver(CaptureDriver::installed()->name());
-    Shown shown(options);
+    Shown shown(options, report);
     bool closed = false;
     UIApplication::sharedApplication()->setCloseHandler([&closed] { closed = true; });
     constexpr double whileNothingHappens = 60; // seconds; events wake the loop
@@ -157,7 +159,7 @@ void takeSnapshot(const Options& options, Report& report)
     DisplayDriver::install(display);
     report.setDriver(CaptureDriver::installed()->name());
     {
-        Shown shown(held);
+        Shown shown(held, report);
         constexpr double untilItRuns = 1; // second
         phone.clock().advance(untilItRuns);
         double now = 0;

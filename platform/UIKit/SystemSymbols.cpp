@@ -77,6 +77,22 @@ void photo(CGContext& context)
     context.strokePath(lines({ { 3, 18 }, { 9, 13 }, { 12, 16 }, { 16, 11 }, { 21, 17 } }));
 }
 
+void share(CGContext& context)
+{
+    context.strokePath(lines({ { 8, 9 }, { 4, 9 }, { 4, 21 }, { 20, 21 }, { 20, 9 }, { 16, 9 } }));
+    context.strokePath(lines({ { 12, 15 }, { 12, 2.5 } }));
+    context.strokePath(lines({ { 8, 6 }, { 12, 2 }, { 16, 6 } }));
+}
+
+void trash(CGContext& context)
+{
+    context.strokePath(lines({ { 3, 6 }, { 21, 6 } }));
+    context.strokePath(lines({ { 9, 6 }, { 9, 2.5 }, { 15, 2.5 }, { 15, 6 } }));
+    context.strokePath(lines({ { 5, 6 }, { 6, 21.5 }, { 18, 21.5 }, { 19, 6 } }));
+    context.strokePath(lines({ { 10, 10 }, { 10, 17.5 } }));
+    context.strokePath(lines({ { 14, 10 }, { 14, 17.5 } }));
+}
+
 struct Symbol {
     std::string_view name;
     void (*draw)(CGContext&);
@@ -109,7 +125,9 @@ constexpr std::array symbols {
             context.strokePath(lines({ { 4, 12 }, { 20, 12 } }));
             context.strokePath(lines({ { 12, 4 }, { 12, 20 } }));
         } },
+    Symbol { "square.and.arrow.up", &share },
     Symbol { "timer", &timer },
+    Symbol { "trash", &trash },
     Symbol { "xmark",
         [](CGContext& context) {
             context.strokePath(lines({ { 5, 5 }, { 19, 19 } }));

@@ -45,7 +45,7 @@ public:
         const std::shared_ptr<const CGImage>& image, double scale, UIImageOrientation orientation);
     /// A symbol of ours, 24 points wide at most, as a template: "camera", "camera.fill", "chevron.down",
     /// "chevron.compact.down", "chevron.left", "plus", "minus", "bolt.fill", "bolt.slash.fill", "timer", "xmark",
-    /// "photo". Empty for any other name.
+    /// "photo", "square.and.arrow.up", "trash". Empty for any other name.
     static std::shared_ptr<UIImage> systemImageNamed(const std::string& name);
     /// What `draw` draws, in points, with its context as the current one.
     static std::shared_ptr<UIImage> imageByDrawing(

@@ -28,14 +28,13 @@ protected:
         std::ifstream file(path(name), std::ios::binary);
         return { std::istreambuf_iterator<char>(file), {} };
     }
-    /// Red, green and blue of a pixel.
-    std::array<int, 3> colorAt(const std::string& name, int x, int y) const
+    std::shared_ptr<CVPixelBuffer> picture(const std::string& name) const
     {
         drivers::media::install();
-        const auto pixels = ImageDecoder::installed()->decodeFile(path(name));
-        const auto colour = colourAt(*pixels, x, y);
-        return { static_cast<int>(colour[0]), static_cast<int>(colour[1]), static_cast<int>(colour[2]) };
+        return ImageDecoder::installed()->decodeFile(path(name));
     }
+    /// Red, green and blue of a pixel.
+    std::array<int, 3> colorAt(const std::string& name, int x, int y) const { return colourAt(*picture(name), x, y); }
 };
 
 }
