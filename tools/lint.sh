@@ -28,7 +28,7 @@ refuse "velmora/ includes the standard library and platform/ only" '[<"]' "inclu
 refuse "platform/ stands below the others" '"(drivers|velmora|apps|examples|tests)/' "$nothing" platform
 refuse "a driver stands on platform/ alone" '"(velmora|apps|examples|tests)/' "$nothing" drivers
 # What several drivers need of one library lies above them.
-shared='"drivers/(Bus|PortalRequest)\.h"'
+shared='"drivers/((Bus|PortalRequest)\.h|cameras/)'
 for driver in drivers/*/; do
   refuse "drivers do not reach into each other" '"drivers/' "\"$driver|$shared" "$driver"
 done

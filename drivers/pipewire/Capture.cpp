@@ -1,19 +1,46 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "drivers/pipewire/Capture.h"
 
+#include "drivers/pipewire/Description.h"
+#include "drivers/pipewire/FrameStream.h"
+
 #include <cstdlib>
 #include <utility>
 
 namespace velmora::drivers::pipewire {
 
 namespace {
+
 constexpr const char* daemonGone = "was lost with the PipeWire daemon";
+
+/// A node as a camera.
+class NodeCamera final : public cameras::CameraSource {
+public:
+    NodeCamera(const std::shared_ptr<Daemon>& daemon, std::shared_ptr<Node> node)
+        : daemon_(*daemon)
+        , node_(std::move(node))
+    {
+    }
+    CaptureDeviceDescription description() const override { return describe(*node_, daemon_.wish().deviceTree); }
+    const std::vector<Offer>& offers() const override { return node_->offers; }
+    const Controls& controls() const override { return node_->controls; }
+    void set(const std::map<std::uint32_t, double>& values) override { daemon_.set(*node_, values); }
+    std::unique_ptr<cameras::CameraStream> stream(const Offer& offer, Rate rate, cameras::StreamEvents events) override
+    {
+        return std::make_unique<FrameStream>(daemon_, *node_, offer, rate, std::move(events));
+    }
+
+private:
+    Daemon& daemon_; // outlives the camera that has this
+    const std::shared_ptr<Node> node_;
+};
+
 }
 
 Capture::Capture(const DaemonWish& wish)
     : daemon_(std::make_shared<Daemon>(wish))
 {
-    const auto guard = daemon_->lock();
+    const std::lock_guard guard(*daemon_);
     DaemonEvents events;
     events.appeared = [this](const std::shared_ptr<Node>& node) { appeared(node); };
     events.vanished = [this](const std::shared_ptr<Node>& node) { vanished(node); };
@@ -21,7 +48,7 @@ Capture::Capture(const DaemonWish& wish)
         if (const auto found = cameras_.find(node->identity); found != cameras_.end())
             found->second->valuesChanged();
     };
-    events.lost = [this] { forEach([](auto& device) { device.vanished(daemonGone); }); };
+    events.lost = [this] { forEach([](auto& device) { device.vanished(daemonGone, false); }); };
     events.restored = [this] { forEach([](auto& device) { device.waitForReturn(); }); };
     events.givenUp = [this] { forEach([](auto& device) { device.givenUp(); }); };
     daemon_->setEvents(std::move(events));
@@ -31,7 +58,7 @@ Capture::Capture(const DaemonWish& wish)
 
 Capture::~Capture()
 {
-    const auto guard = daemon_->lock();
+    const std::lock_guard guard(*daemon_);
     daemon_->setEvents({});
 }
 
@@ -54,10 +81,12 @@ void Capture::appeared(const std::shared_ptr<Node>& node)
     }
     if (node->offers.empty())
         return; // nothing that we could read
+    const DaemonWish& wish = daemon_->wish();
+    const cameras::CameraFamily family { "PipeWire", wish.returnWithin, wish.folders };
     auto& camera = cameras_[node->identity];
     if (!camera)
-        camera = std::make_shared<Camera>(daemon_, counters_, node->identity);
-    camera->appeared(node);
+        camera = std::make_shared<cameras::Camera>(daemon_, counters_, family, node->identity);
+    camera->appeared(std::make_shared<NodeCamera>(daemon_, node));
 }
 
 void Capture::vanished(const std::shared_ptr<Node>& node)
@@ -70,7 +99,7 @@ void Capture::vanished(const std::shared_ptr<Node>& node)
 
 std::vector<std::shared_ptr<CaptureDeviceDriver>> Capture::devices()
 {
-    const auto guard = daemon_->lock();
+    const std::lock_guard guard(*daemon_);
     daemon_->catchUp();
     std::vector<std::shared_ptr<CaptureDeviceDriver>> all;
     const auto nodes = daemon_->nodes();
@@ -87,7 +116,7 @@ std::vector<std::shared_ptr<CaptureDeviceDriver>> Capture::devices()
 std::shared_ptr<CaptureDeviceDriver> Capture::defaultDevice(const std::string& mediaType)
 {
     const auto all = devices();
-    const auto guard = daemon_->lock();
+    const std::lock_guard guard(*daemon_);
     std::shared_ptr<CaptureDeviceDriver> best;
     long bestPriority = 0;
     for (const auto& node : daemon_->nodes()) {
@@ -128,7 +157,7 @@ PictureCounts Capture::pictureCounts() const
 
 bool Capture::isConnected() const
 {
-    const auto guard = daemon_->lock();
+    const std::lock_guard guard(*daemon_);
     return daemon_->isConnected();
 }
 

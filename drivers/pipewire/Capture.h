@@ -3,7 +3,8 @@
 
 #include "platform/Foundation/DispatchQueue.h"
 
-#include "drivers/pipewire/Camera.h"
+#include "drivers/cameras/Camera.h"
+#include "drivers/pipewire/Daemon.h"
 #include "drivers/pipewire/Microphone.h"
 #include "drivers/pipewire/openPipeWire.h"
 
@@ -35,12 +36,12 @@ private:
     void vanished(const std::shared_ptr<Node>& node);
     template <class Call> void forEach(Call call);
 
-    const std::shared_ptr<PictureCounters> counters_ = std::make_shared<PictureCounters>();
+    const std::shared_ptr<cameras::PictureCounters> counters_ = std::make_shared<cameras::PictureCounters>();
     const std::shared_ptr<Daemon> daemon_;
     const DispatchQueue queue_ { "org.velmora.pipewire.permissions" };
 
     // With the daemon locked.
-    std::map<std::string, std::shared_ptr<Camera>> cameras_;
+    std::map<std::string, std::shared_ptr<cameras::Camera>> cameras_;
     std::map<std::string, std::shared_ptr<Microphone>> microphones_;
 };
 

@@ -10,10 +10,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -44,11 +44,6 @@ void initialiseOnce()
     static_cast<void>(done);
 }
 
-}
-
-double steadySeconds()
-{
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 std::string Node::property(const char* key) const
@@ -98,6 +93,11 @@ void LoopTimer::set(double first, double then)
     };
     timespec value = asTime(first), interval = asTime(then);
     pw_loop_update_timer(loop_, source_, &value, &interval, false);
+}
+
+std::unique_ptr<cameras::LoopTimer> Daemon::timer(std::function<void()> fire)
+{
+    return std::make_unique<LoopTimer>(*this, std::move(fire));
 }
 
 /// A node that we listen to, from the moment that the registry names it.
@@ -166,9 +166,9 @@ struct Daemon::Bound {
             const auto offers = offersIn(param, node->properties);
             node->offers.insert(node->offers.end(), offers.begin(), offers.end());
         } else if (id == SPA_PARAM_PropInfo)
-            node->controls.add(param);
+            addProperty(node->controls, param);
         else if (id == SPA_PARAM_Props) {
-            node->controls.read(param);
+            readProperties(node->controls, param);
             if (known && daemon.events_.valuesChanged)
                 daemon.events_.valuesChanged(node);
         }
@@ -187,7 +187,7 @@ Daemon::Daemon(DaemonWish wish)
     }
     bool answered = false, connected = false;
     {
-        const auto guard = lock();
+        const std::lock_guard guard(*this);
         retryTimer_ = std::make_unique<LoopTimer>(*this, [this] { retry(); });
         funeral_ = pw_loop_add_event(
             loop(), [](void* self, std::uint64_t) { static_cast<Daemon*>(self)->buryAll(); }, this);
@@ -322,7 +322,7 @@ void Daemon::failed(std::uint32_t id, int result, const char* message)
     if (id != PW_ID_CORE || result != -EPIPE) // an unknown resource, when a node goes while it is asked
         return;
     NSLog("[PipeWire] The daemon is gone (%@); looking for it again.", message ? message : "");
-    lostAt_ = steadySeconds();
+    lostAt_ = cameras::steadySeconds();
     givenUp_ = false;
     restoring_ = true;
     enumeration_ = -1;
@@ -346,7 +346,7 @@ void Daemon::retry()
 
 void Daemon::scheduleRetry()
 {
-    const double gone = steadySeconds() - lostAt_;
+    const double gone = cameras::steadySeconds() - lostAt_;
     if (gone < wish_.daemonWithin && wish_.fileDescriptor < 0) {
         retryTimer_->once(gone < quickFor ? quickRetry : slowRetry);
         return;
@@ -461,7 +461,7 @@ void Daemon::set(const Node& node, const std::map<std::uint32_t, double>& values
         return;
     std::vector<std::uint8_t> memory;
     pw_node_set_param(
-        reinterpret_cast<pw_node*>(found->second->proxy), SPA_PARAM_Props, 0, node.controls.props(values, memory));
+        reinterpret_cast<pw_node*>(found->second->proxy), SPA_PARAM_Props, 0, propsFor(node.controls, values, memory));
 }
 
 }

@@ -3,6 +3,7 @@
 
 #include "platform/Foundation/NSError.h"
 
+#include "drivers/cameras/CameraSource.h"
 #include "drivers/pipewire/Controls.h"
 #include "drivers/pipewire/Offers.h"
 #include "drivers/pipewire/openPipeWire.h"
@@ -39,17 +40,15 @@ struct DaemonEvents {
     std::function<void()> restored, givenUp;
 };
 
-/// A function that the daemon's thread calls. Made, set and ended with the daemon locked.
-class LoopTimer {
+class LoopTimer final : public cameras::LoopTimer {
 public:
     LoopTimer(Daemon& daemon, std::function<void()> fire);
-    ~LoopTimer();
+    ~LoopTimer() override;
     LoopTimer(const LoopTimer&) = delete;
     LoopTimer& operator=(const LoopTimer&) = delete;
-    /// Once after `seconds`, or every so many.
-    void once(double seconds);
-    void every(double seconds);
-    void stop();
+    void once(double seconds) override;
+    void every(double seconds) override;
+    void stop() override;
 
 private:
     void set(double first, double then);
@@ -60,37 +59,24 @@ private:
 };
 
 /// A connection to a daemon and the thread that serves it. When the daemon goes, it looks for it again.
-class Daemon {
+class Daemon final : public cameras::EventLoop {
 public:
     /// Returns when all devices are known. Throws NSError when the daemon does not answer.
     explicit Daemon(DaemonWish wish);
-    ~Daemon();
+    ~Daemon() override;
     Daemon(const Daemon&) = delete;
     Daemon& operator=(const Daemon&) = delete;
 
-    /// Keeps the daemon's thread out while it lives; on that thread it does nothing.
-    class Lock {
-    public:
-        explicit Lock(pw_thread_loop* loop)
-            : loop_(loop)
-        {
-            pw_thread_loop_lock(loop_);
-        }
-        ~Lock() { pw_thread_loop_unlock(loop_); }
-        Lock(const Lock&) = delete;
-        Lock& operator=(const Lock&) = delete;
-
-    private:
-        pw_thread_loop* const loop_;
-    };
-    [[nodiscard]] Lock lock() const { return Lock(thread_); }
+    void lock() override { pw_thread_loop_lock(thread_); }
+    void unlock() override { pw_thread_loop_unlock(thread_); }
+    std::unique_ptr<cameras::LoopTimer> timer(std::function<void()> fire) override;
 
     // All of these with the daemon locked.
     void setEvents(DaemonEvents events) { events_ = std::move(events); }
     /// Those that are known fully, in the order in which they came.
     std::vector<std::shared_ptr<Node>> nodes() const;
     /// Waits until all that the daemon has told so far is known; tries once more to reach it when it had given up.
-    void catchUp();
+    void catchUp() override;
     bool isConnected() const { return core_ != nullptr; }
     void set(const Node& node, const std::map<std::uint32_t, double>& values);
     /// Ends a stream that nobody listens to any more. Its data thread may have left calls for the daemon's thread,
@@ -132,7 +118,5 @@ private:
     bool givenUp_ = false, usedDescriptor_ = false, restoring_ = false;
     int enumeration_ = 0, enumerationSync_ = 0; // rounds that are left until all is known; below 0: it is lost
 };
-
-double steadySeconds();
 
 }

@@ -9,9 +9,7 @@
 
 namespace velmora::drivers::pipewire {
 
-/// What a camera's node tells, in the words of the framework.
+/// What a node tells, in the words of the framework.
 CaptureDeviceDescription describe(const Node& node, const std::string& deviceTree);
-/// The settings of a camera that nobody has touched.
-CaptureSettings settingsAsDescribed(const CaptureDeviceDescription& description);
 
 }

@@ -52,6 +52,12 @@ const spa_pod* formatWish(PodBuilder& builder, const Offer* offer, Rate rate, st
     return builder.end();
 }
 
+NSError refused()
+{
+    constexpr int refusedStream = 4;
+    return { "org.velmora.pipewire", refusedStream, "the daemon refuses the stream" };
+}
+
 }
 
 /// A buffer's memory, mapped by ourselves: it stays as long as anybody holds a frame in it, whatever the stream does.
@@ -174,7 +180,7 @@ FrameStream::FrameStream(Daemon& daemon, const Node& node, const Offer& offer, R
         PW_KEY_MEDIA_ROLE, "Camera", PW_KEY_TARGET_OBJECT, target.c_str(), "node.dont-reconnect", "true", nullptr);
     stream_ = daemon.core() ? pw_stream_new(daemon.core(), "velmora", properties) : nullptr;
     if (!stream_)
-        return;
+        throw refused();
     returns_->loop = daemon.loop();
     returns_->event = pw_loop_add_event(
         daemon.loop(), [](void* self, std::uint64_t) { static_cast<FrameStream*>(self)->takeBack(); }, this);
@@ -212,18 +218,18 @@ FrameStream::FrameStream(Daemon& daemon, const Node& node, const Offer& offer, R
     const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_DONT_RECONNECT);
     if (pw_stream_connect(stream_, PW_DIRECTION_INPUT, PW_ID_ANY, flags, wishes.data(), wishes.size()) < 0) {
         spa_hook_remove(&hook_);
-        pw_stream_destroy(std::exchange(stream_, nullptr));
+        pw_stream_destroy(stream_);
+        pw_loop_destroy_source(returns_->loop, returns_->event);
+        throw refused();
     }
 }
 
 FrameStream::~FrameStream()
 {
-    if (returns_->event) {
+    {
         const std::lock_guard lock(returns_->mutex);
         pw_loop_destroy_source(returns_->loop, std::exchange(returns_->event, nullptr));
     }
-    if (!stream_)
-        return;
     spa_hook_remove(&hook_);
     daemon_.bury(stream_);
 }

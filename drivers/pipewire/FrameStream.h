@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "platform/AVFoundation/CameraPicture.h"
-
 #include "drivers/pipewire/Daemon.h"
 
 #include <cstdint>
@@ -14,31 +12,18 @@
 
 namespace velmora::drivers::pipewire {
 
-/// A frame in the daemon's own memory, while `lease` is held; for the call alone when there is none, for then too few
-/// buffers are left to the camera, or its memory cannot outlive the stream.
-struct StreamFrame {
-    CameraPicture picture;
-    std::optional<double> time; ///< seconds of the steady clock when it was taken, if the camera tells
-    std::optional<std::uint64_t> sequence; ///< as the camera counts, if it does
-    std::shared_ptr<void> lease;
-};
+using cameras::StreamFrame;
 
 /// Frames of one node in one format. Everything with the daemon locked, callbacks on its thread.
-class FrameStream {
+class FrameStream final : public cameras::CameraStream {
 public:
-    struct Events {
-        std::function<void(const Negotiated&)> negotiated;
-        std::function<void(const StreamFrame&)> frame;
-        std::function<void(const std::string& why)> broke; ///< it must be ended; nothing more comes
-    };
-    /// Asks for that offer; when somebody else chose the camera's format already, frames have that one.
+    using Events = cameras::StreamEvents;
+    /// Asks for that offer; when somebody else chose the camera's format already, frames have that one. Throws NSError
+    /// when the daemon refuses.
     FrameStream(Daemon& daemon, const Node& node, const Offer& offer, Rate rate, Events events);
-    ~FrameStream();
+    ~FrameStream() override;
     FrameStream(const FrameStream&) = delete;
     FrameStream& operator=(const FrameStream&) = delete;
-
-    /// Whether it began; otherwise it is of no use.
-    bool isConnected() const { return stream_ != nullptr; }
 
 private:
     struct Memory;

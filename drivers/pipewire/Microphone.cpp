@@ -34,8 +34,8 @@ Microphone::Microphone(std::shared_ptr<Daemon> daemon, std::string identity)
     , queue_("org.velmora.pipewire." + identity_)
 {
     description_.uniqueID = identity_;
-    const auto guard = daemon_->lock();
-    away_ = std::make_unique<LoopTimer>(*daemon_, [this] {
+    const std::lock_guard guard(*daemon_);
+    away_ = daemon_->timer([this] {
         if (std::exchange(interrupted_, false))
             tell([error = gone("was unplugged")](const CaptureDeviceEvents& events) {
                 if (events.failed)
@@ -46,7 +46,7 @@ Microphone::Microphone(std::shared_ptr<Daemon> daemon, std::string identity)
 
 Microphone::~Microphone()
 {
-    const auto guard = daemon_->lock();
+    const std::lock_guard guard(*daemon_);
     endStream();
     away_.reset();
 }
@@ -80,7 +80,7 @@ void Microphone::setEvents(CaptureDeviceEvents events)
 
 std::pair<bool, std::optional<NSError>> Microphone::open()
 {
-    const auto guard = daemon_->lock();
+    const std::lock_guard guard(*daemon_);
     if (node_)
         return { true, std::nullopt };
     return { false, gone("is not plugged in") };
@@ -107,14 +107,14 @@ void Microphone::appeared(const std::shared_ptr<Node>& node)
         });
 }
 
-void Microphone::vanished(const std::string& why)
+void Microphone::vanished(const std::string& why, bool waits)
 {
     node_ = nullptr;
     if (!wanted_ || interrupted_)
         return;
     endStream();
     interrupted_ = true;
-    if (daemon_->isConnected())
+    if (waits)
         away_->once(daemon_->wish().returnWithin);
     tell([error = gone(why)](const CaptureDeviceEvents& events) {
         if (events.interrupted)
@@ -137,7 +137,7 @@ void Microphone::givenUp()
 std::optional<NSError> Microphone::start(
     const StreamRequest&, std::function<void(std::shared_ptr<CMSampleBuffer>)> deliver)
 {
-    const auto guard = daemon_->lock();
+    const std::lock_guard guard(*daemon_);
     daemon_->catchUp();
     if (!node_)
         return gone("is not plugged in, so it cannot start");
@@ -206,7 +206,7 @@ void Microphone::process()
         // The graph's time is even, this thread's is not.
         pw_time graph {};
         double age = 0;
-        const double now = steadySeconds();
+        const double now = cameras::steadySeconds();
         if (pw_stream_get_time_n(stream_, &graph, sizeof graph) == 0 && graph.now > 0 && graph.rate.denom > 0) {
             const double delay = static_cast<double>(graph.delay) * graph.rate.num / graph.rate.denom;
             age = now - static_cast<double>(graph.now) * 1e-9 + std::max(0.0, delay);
@@ -233,7 +233,7 @@ void Microphone::endStream()
 void Microphone::stop()
 {
     std::function<void(std::shared_ptr<CMSampleBuffer>)> released; // its destructor may call back
-    const auto guard = daemon_->lock();
+    const std::lock_guard guard(*daemon_);
     endStream();
     released = std::move(deliver_);
     deliver_ = nullptr;

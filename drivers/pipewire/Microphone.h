@@ -35,7 +35,7 @@ public:
 
     // The daemon's news, with the daemon locked.
     void appeared(const std::shared_ptr<Node>& node);
-    void vanished(const std::string& why);
+    void vanished(const std::string& why, bool waits = true);
     /// The daemon is back: either this comes soon, or it is gone.
     void waitForReturn();
     void givenUp();
@@ -64,7 +64,7 @@ private:
     double rate_ = 0;
     std::uint64_t sequence_ = 0;
     bool wanted_ = false, interrupted_ = false;
-    std::unique_ptr<LoopTimer> away_;
+    std::unique_ptr<cameras::LoopTimer> away_;
 };
 
 }

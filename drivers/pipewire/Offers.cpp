@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 
 namespace velmora::drivers::pipewire {
 
@@ -77,31 +76,15 @@ void addNew(auto& list, const auto& value)
         list.push_back(value);
 }
 
-bool isPicture(CMVideoDimensions size)
-{
-    constexpr std::int32_t largest = 32768; // pixels
-    return size.width > 0 && size.height > 0 && size.width <= largest && size.height <= largest;
-}
-
 /// Of a range of sizes, those that people use, and the largest.
 std::vector<CMVideoDimensions> sizesOf(const Choice<spa_rectangle>& choice)
 {
+    if (choice.isRange())
+        return cameras::sizesBetween(sizeOf(choice.values[0]), sizeOf(choice.values[1]), sizeOf(choice.values[2]));
     std::vector<CMVideoDimensions> sizes;
-    if (!choice.isRange()) {
-        for (const auto& each : choice.values)
+    for (const auto& each : choice.values)
+        if (cameras::isPicture(sizeOf(each)))
             addNew(sizes, sizeOf(each));
-    } else {
-        const CMVideoDimensions least = sizeOf(choice.values[1]), most = sizeOf(choice.values[2]);
-        addNew(sizes, sizeOf(choice.values[0]));
-        addNew(sizes, most);
-        constexpr std::array<CMVideoDimensions, 8> usual { { { 4032, 3024 }, { 3840, 2160 }, { 2592, 1944 },
-            { 1920, 1440 }, { 1920, 1080 }, { 1280, 720 }, { 640, 480 }, { 320, 240 } } };
-        for (const auto& each : usual)
-            if (each.width >= least.width && each.height >= least.height && each.width <= most.width
-                && each.height <= most.height)
-                addNew(sizes, each);
-    }
-    std::erase_if(sizes, [](const CMVideoDimensions& size) { return !isPicture(size); });
     return sizes;
 }
 
@@ -155,7 +138,7 @@ std::optional<Negotiated> negotiatedIn(const spa_pod* format, const Properties& 
 {
     const auto layouts = layoutsIn(format, properties);
     const auto size = choiceOf<spa_rectangle>(format, SPA_FORMAT_VIDEO_size).values;
-    if (layouts.empty() || size.empty() || !isPicture(sizeOf(size.front())))
+    if (layouts.empty() || size.empty() || !cameras::isPicture(sizeOf(size.front())))
         return std::nullopt;
     Negotiated result { layouts.front().layout, sizeOf(size.front()), {}, false, layouts.front().bits };
     if (const auto rate = choiceOf<spa_fraction>(format, SPA_FORMAT_VIDEO_framerate).values;
@@ -166,43 +149,6 @@ std::optional<Negotiated> negotiatedIn(const spa_pod* format, const Properties& 
         !range.empty() && range.front() != SPA_VIDEO_COLOR_RANGE_UNKNOWN)
         result.videoRange = range.front() == SPA_VIDEO_COLOR_RANGE_16_235;
     return result;
-}
-
-Rate nearestRate(const Offer& offer, double wanted)
-{
-    if (offer.between) {
-        constexpr std::uint32_t thousand = 1000;
-        const double value = std::clamp(wanted, offer.between->first.value(), offer.between->second.value());
-        const double whole = std::round(value);
-        if (std::abs(value - whole) < 1.0 / thousand)
-            return { static_cast<std::uint32_t>(whole), 1 };
-        return { static_cast<std::uint32_t>(std::lround(value * thousand)), thousand };
-    }
-    if (offer.rates.empty())
-        return {};
-    return *std::min_element(offer.rates.begin(), offer.rates.end(),
-        [wanted](const Rate& a, const Rate& b) { return std::abs(a.value() - wanted) < std::abs(b.value() - wanted); });
-}
-
-double distance(const Offer& offer, double wanted)
-{
-    return std::abs(nearestRate(offer, wanted).value() - wanted);
-}
-
-const Offer* bestOffer(const std::vector<Offer>& offers, CMVideoDimensions size, double wanted)
-{
-    const Offer* best = nullptr;
-    const auto isBetter = [&](const Offer& offer) {
-        if (!best || isBayer(offer.layout) != isBayer(best->layout))
-            return !best || isBayer(best->layout);
-        constexpr double same = 0.5; // frames a second: 29.97 is as good as 30
-        const double difference = distance(offer, wanted) - distance(*best, wanted);
-        return std::abs(difference) > same ? difference < 0 : offer.layout < best->layout;
-    };
-    for (const Offer& offer : offers)
-        if (offer.size == size && isBetter(offer))
-            best = &offer;
-    return best;
 }
 
 FormatIds idsOf(CameraLayout layout)

@@ -3,7 +3,9 @@
 
 #include "platform/AVFoundation/CaptureDriver.h"
 
-#include <cstdint>
+#include "drivers/cameras/Light.h"
+#include "drivers/cameras/PictureCounts.h"
+
 #include <memory>
 #include <string>
 
@@ -20,13 +22,10 @@ struct DaemonWish {
     /// Seconds that a lost daemon may be away. Later it is looked for only when somebody asks for its devices.
     double daemonWithin = 30;
     std::string deviceTree = "/proc/device-tree"; ///< where the kernel says what machine this is
+    cameras::KernelFolders folders; ///< where the lights beside its cameras are
 };
 
-/// How the pictures of a daemon's cameras came to those who wanted them: where they lay, copied because too many were
-/// held, or converted because they were of another format.
-struct PictureCounts {
-    std::uint64_t handedOn = 0, copied = 0, converted = 0;
-};
+using cameras::PictureCounts;
 
 /// Cameras and microphones of a PipeWire daemon.
 class VELMORA_EXPORT DaemonCapture : public CaptureDriver {

@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "drivers/pipewire/Camera.h"
+#include "drivers/cameras/Camera.h"
 
 #include "platform/AVFoundation/AVError.h"
 #include "platform/Foundation/NSLog.h"
 #include "platform/Foundation/Scheduler.h"
 
-#include "drivers/pipewire/Description.h"
+#include "drivers/cameras/Description.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <utility>
 
-namespace velmora::drivers::pipewire {
+namespace velmora::drivers::cameras {
 
 namespace {
 
@@ -35,16 +36,23 @@ double clockNow()
 
 }
 
-Camera::Camera(std::shared_ptr<Daemon> daemon, std::shared_ptr<PictureCounters> counters, std::string identity)
-    : daemon_(std::move(daemon))
+double steadySeconds()
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+Camera::Camera(std::shared_ptr<EventLoop> loop, std::shared_ptr<PictureCounters> counters, CameraFamily family,
+    std::string identity)
+    : loop_(std::move(loop))
     , counters_(std::move(counters))
+    , family_(std::move(family))
     , identity_(std::move(identity))
-    , queue_("org.velmora.pipewire." + identity_)
+    , queue_("org.velmora.camera." + identity_)
 {
     description_.uniqueID = identity_;
-    const auto guard = daemon_->lock();
-    watchdog_ = std::make_unique<LoopTimer>(*daemon_, [this] { watch(); });
-    away_ = std::make_unique<LoopTimer>(*daemon_, [this] {
+    const std::lock_guard guard(*loop_);
+    watchdog_ = loop_->timer([this] { watch(); });
+    away_ = loop_->timer([this] {
         if (!std::exchange(interrupted_, false))
             return;
         const NSError gone = error(AVErrorDeviceNotConnected, "was unplugged");
@@ -53,7 +61,7 @@ Camera::Camera(std::shared_ptr<Daemon> daemon, std::shared_ptr<PictureCounters> 
                 events.failed(gone);
         });
     });
-    soonTimer_ = std::make_unique<LoopTimer>(*daemon_, [this] {
+    soonTimer_ = loop_->timer([this] {
         for (const auto& call : std::exchange(soon_, {}))
             call();
     });
@@ -61,7 +69,7 @@ Camera::Camera(std::shared_ptr<Daemon> daemon, std::shared_ptr<PictureCounters> 
 
 Camera::~Camera()
 {
-    const auto guard = daemon_->lock();
+    const std::lock_guard guard(*loop_);
     stream_.reset();
     watchdog_.reset();
     away_.reset();
@@ -126,7 +134,7 @@ void Camera::streamBroke(const std::string& why)
 void Camera::streamAgain()
 {
     changing_ = false;
-    if (!wanted_ || !node_)
+    if (!wanted_ || !source_)
         return;
     if (grabbing_)
         streamStill();
@@ -142,7 +150,7 @@ CaptureDeviceDescription Camera::description() const
 
 void Camera::setEvents(CaptureDeviceEvents events)
 {
-    const auto guard = daemon_->lock();
+    const std::lock_guard guard(*loop_);
     {
         const std::lock_guard lock(mutex_);
         events_ = std::make_shared<const CaptureDeviceEvents>(std::move(events));
@@ -152,26 +160,32 @@ void Camera::setEvents(CaptureDeviceEvents events)
 
 std::pair<bool, std::optional<NSError>> Camera::open()
 {
-    const auto guard = daemon_->lock();
-    if (node_)
+    const std::lock_guard guard(*loop_);
+    if (source_)
         return { true, std::nullopt };
     return { false, error(AVErrorDeviceNotConnected, "is not plugged in") };
 }
 
 std::optional<NSError> Camera::lock()
 {
-    const auto guard = daemon_->lock();
-    return node_ ? std::nullopt : std::optional(error(AVErrorDeviceNotConnected, "is not plugged in"));
+    const std::lock_guard guard(*loop_);
+    return source_ ? std::nullopt : std::optional(error(AVErrorDeviceNotConnected, "is not plugged in"));
 }
 
-void Camera::appeared(const std::shared_ptr<Node>& node)
+void Camera::appeared(const std::shared_ptr<CameraSource>& source)
 {
     const bool isNew = description().formats.empty();
-    node_ = node;
+    source_ = source;
     isSetUp_ = false;
+    CaptureDeviceDescription described = source_->description();
+    light_ = findLight(family_.folders, described.position);
+    if (light_) {
+        described.flashModes = { dark, lit, asNeeded };
+        described.torchModes = { dark, lit };
+    }
     {
         const std::lock_guard lock(mutex_);
-        description_ = describe(*node, daemon_->wish().deviceTree);
+        description_ = std::move(described);
         if (isNew)
             settings_ = settingsAsDescribed(description_);
     }
@@ -179,23 +193,23 @@ void Camera::appeared(const std::shared_ptr<Node>& node)
     away_->stop();
     if (!std::exchange(interrupted_, false))
         return;
-    NSLog("[PipeWire] The camera \"%@\" is back.", identity_);
+    NSLog("[%@] The camera \"%@\" is back.", family_.name, identity_);
     tell([](const CaptureDeviceEvents& events) {
         if (events.interruptionEnded)
             events.interruptionEnded();
     });
 }
 
-void Camera::vanished(const std::string& why)
+void Camera::vanished(const std::string& why, bool waits)
 {
-    node_ = nullptr;
+    source_ = nullptr;
     if (!wanted_ || interrupted_)
         return;
     const NSError gone = error(AVErrorDeviceNotConnected, why);
     stopStreaming(gone);
     interrupted_ = true;
-    if (daemon_->isConnected())
-        away_->once(daemon_->wish().returnWithin);
+    if (waits)
+        away_->once(family_.returnWithin);
     tell([gone](const CaptureDeviceEvents& events) {
         if (events.interrupted)
             events.interrupted(gone);
@@ -205,7 +219,7 @@ void Camera::vanished(const std::string& why)
 void Camera::waitForReturn()
 {
     if (interrupted_)
-        away_->once(daemon_->wish().returnWithin);
+        away_->once(family_.returnWithin);
 }
 
 void Camera::givenUp()
@@ -216,14 +230,14 @@ void Camera::givenUp()
 
 void Camera::valuesChanged()
 {
-    if (!node_ || !node_->controls.tells())
+    if (!source_ || !source_->controls().tells())
         return;
     for (Effect& effect : effects_)
-        if (!effect.confirmed && node_->controls.areInForce(effect.values)) {
+        if (!effect.confirmed && source_->controls().areInForce(effect.values)) {
             effect.confirmed = true;
             effect.since = steadySeconds();
         }
-    tell([readings = node_->controls.readings()](const CaptureDeviceEvents& events) {
+    tell([readings = source_->controls().readings()](const CaptureDeviceEvents& events) {
         if (events.readingsChanged)
             events.readingsChanged(readings);
     });
@@ -245,13 +259,14 @@ double Camera::wantedRate() const
 
 void Camera::apply(const CaptureSettings& settings, const std::string& /*what*/, std::function<void(CMTime)> tookEffect)
 {
-    const auto guard = daemon_->lock();
+    const std::lock_guard guard(*loop_);
     const CaptureSettings before = std::exchange(settings_, settings);
+    setTorch(settings_.torchMode);
     Effect effect;
     effect.since = steadySeconds();
-    if (node_) {
-        effect.values = node_->controls.changesFor(settings_, &before);
-        daemon_->set(*node_, effect.values);
+    if (source_) {
+        effect.values = source_->controls().changesFor(settings_, &before);
+        source_->set(effect.values);
     }
     if (!effect.values.empty())
         changedAt_ = effect.since;
@@ -276,9 +291,9 @@ std::optional<NSError> Camera::start(
             "has no frames in the format '" + fourCharacterCode(request.pixelFormat)
                 + "'; ask for '420f', '420v' or 'BGRA'");
     }
-    const auto guard = daemon_->lock();
-    daemon_->catchUp();
-    if (!node_)
+    const std::lock_guard guard(*loop_);
+    loop_->catchUp();
+    if (!source_)
         return error(AVErrorDeviceNotConnected, "is not plugged in, so it cannot start");
     request_ = request;
     deliver_ = std::move(deliver);
@@ -286,17 +301,19 @@ std::optional<NSError> Camera::start(
     interrupted_ = false;
     stalls_ = 0;
     auto problem = restart();
-    if (problem)
+    if (problem) {
         wanted_ = false;
-    else
-        watchdog_->every(watchInterval);
-    return problem;
+        return problem;
+    }
+    watchdog_->every(watchInterval);
+    setTorch(settings_.torchMode);
+    return std::nullopt;
 }
 
 void Camera::stop()
 {
     std::function<void(std::shared_ptr<CMSampleBuffer>)> released; // its destructor may call back
-    const auto guard = daemon_->lock();
+    const std::lock_guard guard(*loop_);
     stopStreaming(error(AVErrorSessionNotRunning, "took no picture, because it was stopped"));
     released = std::move(deliver_);
     deliver_ = nullptr;
@@ -308,6 +325,11 @@ void Camera::stopStreaming(const NSError& error)
 {
     watchdog_->stop();
     soon_.clear();
+    if (!waiting_.empty())
+        darken(waiting_.front());
+    if (!grabs_.empty())
+        darken(grabs_.front());
+    setTorch(dark);
     stream_.reset();
     newest_.reset();
     format_.reset();
@@ -323,33 +345,39 @@ std::optional<NSError> Camera::restart()
     grabbing_ = false;
     stream_.reset();
     newest_.reset();
-    const Offer* offer = bestOffer(node_->offers, activeSize(), wantedRate());
+    const Offer* offer = bestOffer(source_->offers(), activeSize(), wantedRate());
     if (!offer)
         return error(AVErrorUnknown, "offers no format that can be read");
     if (!std::exchange(isSetUp_, true)) {
         CaptureDeviceDescription described = description();
         const CaptureSettings untouched = settingsAsDescribed(described);
-        auto values = node_->controls.changesFor(settings_, &untouched);
-        values.merge(node_->controls.changesFor(settings_, nullptr));
-        daemon_->set(*node_, values);
+        auto values = source_->controls().changesFor(settings_, &untouched);
+        values.merge(source_->controls().changesFor(settings_, nullptr));
+        source_->set(values);
     }
     hadFrame_ = false;
     lastFrame_ = steadySeconds();
     wantedSize_ = offer->size;
-    stream_ = std::make_unique<FrameStream>(*daemon_, *node_, *offer, nearestRate(*offer, wantedRate()),
-        FrameStream::Events { [this](const Negotiated& format) { format_ = format; },
-            [this](const StreamFrame& frame) { frameArrived(frame); },
-            [this](const std::string& why) { streamBroke(why); } });
-    if (stream_->isConnected())
-        return std::nullopt;
-    stream_.reset();
-    return error(AVErrorUnknown, "does not start: the daemon refuses the stream");
+    try {
+        stream_ = source_->stream(*offer, nearestRate(*offer, wantedRate()), streamEvents());
+    } catch (const NSError& problem) {
+        return error(AVErrorUnknown, "does not start: " + problem.localizedDescription());
+    }
+    return std::nullopt;
+}
+
+StreamEvents Camera::streamEvents()
+{
+    return { [this](const Negotiated& format) { format_ = format; },
+        [this](const StreamFrame& frame) { frameArrived(frame); },
+        [this](const std::string& why) { streamBroke(why); } };
 }
 
 void Camera::watch()
 {
     if (!stream_)
         return;
+    source_->look();
     const double silence = steadySeconds() - lastFrame_;
     const double rate = format_ ? format_->rate.value() : 0;
     const double slow = rate > 0 ? framesOfStall / rate : 0;
@@ -368,10 +396,10 @@ void Camera::watch()
 
 void Camera::tryAgain(const std::string& why)
 {
-    if (!wanted_ || !node_)
+    if (!wanted_ || !source_)
         return;
     if (++stalls_ <= mostStalls) {
-        NSLog("[PipeWire] The camera \"%@\" is started again: %@.", identity_, why);
+        NSLog("[%@] The camera \"%@\" is started again: %@.", family_.name, identity_, why);
         if (!restart())
             return;
     }
@@ -419,7 +447,7 @@ std::shared_ptr<CVPixelBuffer> Camera::pixelsOf(const StreamFrame& frame, std::u
         ++(fits ? counters_->copied : counters_->converted);
         return pixels;
     } catch (const NSError& problem) {
-        NSLog("[PipeWire] %@", problem.localizedDescription());
+        NSLog("[%@] %@", family_.name, problem.localizedDescription());
         return nullptr;
     }
 }
@@ -440,7 +468,7 @@ void Camera::deliver(const StreamFrame& frame)
     newestTaken_ = taken;
     newestTime_ = clockNow() - (now - taken);
     newestUsed_ = false;
-    if (!waiting_.empty() && taken >= changedAt_) {
+    if (!waiting_.empty() && taken >= changedAt_ && isLit(waiting_.front(), taken)) {
         const auto still = waiting_.front();
         waiting_.pop_front();
         takeNewest(still);
@@ -452,7 +480,7 @@ void Camera::deliver(const StreamFrame& frame)
 
 void Camera::noteEffects(double taken, double time)
 {
-    const bool tells = node_ && node_->controls.tells();
+    const bool tells = source_ && source_->controls().tells();
     for (auto effect = effects_.begin(); effect != effects_.end();) {
         const bool believed = !tells && ++effect->silentFrames >= framesUntilBelieved;
         if (!(effect->confirmed && taken >= effect->since) && !believed) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "drivers/pipewire/Camera.h"
+#include "drivers/cameras/Camera.h"
 
 #include "platform/AVFoundation/AVError.h"
 #include "platform/Foundation/Clock.h"
@@ -10,7 +10,7 @@
 #include <cmath>
 #include <utility>
 
-namespace velmora::drivers::pipewire {
+namespace velmora::drivers::cameras {
 
 namespace {
 
@@ -57,13 +57,13 @@ const Offer* Camera::largestOffer() const
     }
     if (area(still) <= area(activeSize()))
         return nullptr;
-    return bestOffer(node_->offers, still, 0); // the slowest: it has most light
+    return bestOffer(source_->offers(), still, 0); // the slowest: it has most light
 }
 
 const Offer* Camera::rawOffer() const
 {
     const Offer* largest = nullptr;
-    for (const Offer& offer : node_->offers)
+    for (const Offer& offer : source_->offers())
         if (isBayer(offer.layout) && (!largest || area(offer.size) > area(largest->size)))
             largest = &offer;
     return largest;
@@ -71,7 +71,7 @@ const Offer* Camera::rawOffer() const
 
 ExposureInfo Camera::exposureAt(double time) const
 {
-    const auto readings = node_ ? node_->controls.readings() : CaptureReadings {};
+    const auto readings = source_ ? source_->controls().readings() : CaptureReadings {};
     ExposureInfo info;
     info.duration = readings.exposureDuration.value_or(kCMTimeInvalid);
     info.ISO = readings.ISO.value_or(0.0F);
@@ -89,7 +89,7 @@ void Camera::captureStill(const StillRequest& request, StillEvents events)
     const auto still = std::make_shared<Still>();
     still->request = request;
     still->events = std::move(events);
-    const auto guard = daemon_->lock();
+    const std::lock_guard guard(*loop_);
     if (!stream_)
         return fail(still,
             error(AVErrorSessionNotRunning, "took no picture, because it is not running; start the session first"));
@@ -97,8 +97,9 @@ void Camera::captureStill(const StillRequest& request, StillEvents events)
     still->raw = request.rawFormat.has_value() && rawOffer();
     if (request.rawFormat && !still->raw)
         return fail(still, error(AVErrorUnknown, "gives no RAW pictures"));
-    const bool isFresh
-        = newest_ && !newestUsed_ && newestTaken_ >= changedAt_ && steadySeconds() - newestTaken_ < oldestStill;
+    still->flash = wantsFlash(request.flashMode);
+    const bool isFresh = !still->flash && newest_ && !newestUsed_ && newestTaken_ >= changedAt_
+        && steadySeconds() - newestTaken_ < oldestStill;
     if (!request.processed || still->largest) {
         grabs_.push_back(still);
         beginGrab();
@@ -113,10 +114,8 @@ void Camera::takeNewest(const StillPointer& still)
     newestUsed_ = true;
     still->processed.pixels = newest_;
     still->processed.exposure = exposureAt(newestTime_);
-    queue_.async([still] {
-        if (still->events.shutter)
-            still->events.shutter(false);
-    });
+    still->processed.exposure.flashFired = still->lit.has_value();
+    shutter(still);
     if (!still->raw)
         return finish(still);
     grabs_.push_back(still);
@@ -126,7 +125,7 @@ void Camera::takeNewest(const StillPointer& still)
 /// Streams the format of a still in place of the preview's.
 void Camera::beginGrab()
 {
-    if (grabbing_ || grabs_.empty() || !node_)
+    if (grabbing_ || grabs_.empty() || !source_)
         return;
     grabbing_ = true;
     stalls_ = 0;
@@ -135,7 +134,7 @@ void Camera::beginGrab()
 
 void Camera::streamStill()
 {
-    if (grabs_.empty() || !node_)
+    if (grabs_.empty() || !source_)
         return;
     const Offer* offer = grabs_.front()->largest ? largestOffer() : rawOffer();
     if (!offer)
@@ -145,10 +144,11 @@ void Camera::streamStill()
     lastFrame_ = steadySeconds();
     newest_.reset();
     stream_.reset();
-    stream_ = std::make_unique<FrameStream>(*daemon_, *node_, *offer, nearestRate(*offer, 0),
-        FrameStream::Events { [this](const Negotiated& format) { format_ = format; },
-            [this](const StreamFrame& frame) { frameArrived(frame); },
-            [this](const std::string& why) { streamBroke(why); } });
+    try {
+        stream_ = source_->stream(*offer, nearestRate(*offer, 0), streamEvents());
+    } catch (const NSError& problem) {
+        soon([this, why = problem.localizedDescription()] { grabFailed(why); });
+    }
 }
 
 void Camera::grabbed(const StreamFrame& frame)
@@ -158,27 +158,28 @@ void Camera::grabbed(const StreamFrame& frame)
     const auto still = grabs_.front();
     const double now = steadySeconds(), taken = frame.time.value_or(now);
     const double time = Scheduler::current().clock().now() - std::max(0.0, now - taken);
+    if (!isLit(still, taken))
+        return;
     const bool first = !still->processed.pixels;
+    ExposureInfo exposure = exposureAt(time);
+    exposure.flashFired = still->lit.has_value();
     if (still->largest) {
         still->processed.pixels = pixelsOf(frame, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange);
         if (!still->processed.pixels)
             return; // the next may be whole
-        still->processed.exposure = exposureAt(time);
+        still->processed.exposure = exposure;
         still->largest = false;
     } else if (still->raw) {
         if (!isBayer(frame.picture.layout))
             return soon([this] { grabFailed("it sends pictures that are not RAW"); });
         still->rawPicture.emplace();
         still->rawPicture->raw = rawImage(frame.picture);
-        still->rawPicture->exposure = exposureAt(time);
+        still->rawPicture->exposure = exposure;
         still->raw = false;
     } else
         return; // it ends in a moment
     if (first)
-        queue_.async([still] {
-            if (still->events.shutter)
-                still->events.shutter(false);
-        });
+        shutter(still);
     soon([this] { endGrab(); });
 }
 
@@ -207,7 +208,7 @@ void Camera::grabFailed(const std::string& why)
     grabbing_ = false;
     stalls_ = 0;
     if (still->largest) {
-        NSLog("[PipeWire] The camera \"%@\" gives no picture in its largest format (%@); the photo is a frame.",
+        NSLog("[%@] The camera \"%@\" gives no picture in its largest format (%@); the photo is a frame.", family_.name,
             identity_, why);
         still->largest = false;
         waiting_.push_back(still);
@@ -219,8 +220,17 @@ void Camera::grabFailed(const std::string& why)
         tryAgain(problem->localizedDescription());
 }
 
+void Camera::shutter(const StillPointer& still)
+{
+    queue_.async([still, flash = still->lit.has_value()] {
+        if (still->events.shutter)
+            still->events.shutter(flash);
+    });
+}
+
 void Camera::finish(const StillPointer& still)
 {
+    darken(still);
     queue_.async([still, queue = queue_] {
         const auto& events = still->events;
         if (still->request.processed) {
@@ -234,7 +244,7 @@ void Camera::finish(const StillPointer& still)
             if (still->request.livePhoto && still->events.movie)
                 still->events.movie(std::nullopt);
             if (still->events.done)
-                still->events.done(false, std::nullopt);
+                still->events.done(still->lit.has_value(), std::nullopt);
         };
         if (still->request.livePhoto)
             queue.after(liveMovieTail, end);
@@ -245,9 +255,10 @@ void Camera::finish(const StillPointer& still)
 
 void Camera::fail(const StillPointer& still, const NSError& error)
 {
+    darken(still);
     queue_.async([still, error] {
         if (still->events.done)
-            still->events.done(false, error);
+            still->events.done(still->lit.has_value(), error);
     });
 }
 

@@ -4,10 +4,9 @@
 #include "platform/AVFoundation/CaptureDriver.h"
 #include "platform/Foundation/DispatchQueue.h"
 
-#include "drivers/pipewire/Daemon.h"
-#include "drivers/pipewire/FrameStream.h"
+#include "drivers/cameras/CameraSource.h"
+#include "drivers/cameras/Light.h"
 
-#include <atomic>
 #include <deque>
 #include <functional>
 #include <list>
@@ -18,17 +17,20 @@
 #include <string>
 #include <vector>
 
-namespace velmora::drivers::pipewire {
+namespace velmora::drivers::cameras {
 
-/// What became of pictures, of all cameras.
-struct PictureCounters {
-    std::atomic<std::uint64_t> handedOn { 0 }, copied { 0 }, converted { 0 };
+/// What a family's cameras have in common.
+struct CameraFamily {
+    std::string name; ///< for the log: "PipeWire"
+    double returnWithin = 3; ///< seconds that a camera in use may be away, with its session interrupted
+    KernelFolders folders; ///< where its light is looked for
 };
 
-/// One camera of a daemon. It keeps its identity, and who uses it, while its node goes and comes back.
-class Camera final : public CaptureDeviceDriver, public std::enable_shared_from_this<Camera> {
+/// One real camera. It keeps its identity, and who uses it, while it is unplugged and comes back.
+class VELMORA_EXPORT Camera final : public CaptureDeviceDriver {
 public:
-    Camera(std::shared_ptr<Daemon> daemon, std::shared_ptr<PictureCounters> counters, std::string identity);
+    Camera(std::shared_ptr<EventLoop> loop, std::shared_ptr<PictureCounters> counters, CameraFamily family,
+        std::string identity);
     ~Camera() override;
 
     CaptureDeviceDescription description() const override;
@@ -43,11 +45,12 @@ public:
     void stop() override;
     void captureStill(const StillRequest& request, StillEvents events) override;
 
-    // The daemon's news, with the daemon locked.
-    void appeared(const std::shared_ptr<Node>& node);
-    void vanished(const std::string& why);
+    // News of it, with the loop locked.
+    void appeared(const std::shared_ptr<CameraSource>& source);
+    /// It is away. It has failed when it does not come back in time; that begins now, or with `waitForReturn` when all
+    /// cameras went together.
+    void vanished(const std::string& why, bool waits = true);
     void valuesChanged();
-    /// The daemon is back: either this comes soon, or it is gone.
     void waitForReturn();
     void givenUp();
 
@@ -64,14 +67,18 @@ private:
         StillRequest request;
         StillEvents events;
         bool largest = false, raw = false; ///< which still has to be taken in a format of its own
+        bool flash = false; ///< it wants light
+        std::optional<double> lit; ///< since when it has it, by the steady clock
         CapturedStill processed;
         std::optional<CapturedStill> rawPicture;
     };
     using StillPointer = std::shared_ptr<Still>;
+    static constexpr int dark = 0, lit = 1, asNeeded = 2; // modes of flash and torch
 
     CMVideoDimensions activeSize() const;
     double wantedRate() const;
     std::optional<NSError> restart();
+    StreamEvents streamEvents();
     void stopStreaming(const NSError& error);
     void frameArrived(const StreamFrame& frame);
     void deliver(const StreamFrame& frame);
@@ -93,19 +100,26 @@ private:
     void endGrab();
     void grabFailed(const std::string& why);
     ExposureInfo exposureAt(double time) const;
+    void shutter(const StillPointer& still);
     void finish(const StillPointer& still);
     void fail(const StillPointer& still, const NSError& error);
     void failStills(const NSError& error);
+    /// Whether a picture that was taken then has the light that it wants; lights up for it.
+    bool isLit(const StillPointer& still, double taken);
+    void darken(const StillPointer& still);
+    bool wantsFlash(int mode) const;
+    void setTorch(int mode);
 
     void tell(std::function<void(const CaptureDeviceEvents&)> call);
-    /// Soon, outside the daemon's callbacks: a stream cannot be ended in its own.
+    /// Soon, outside the loop's callbacks: a stream cannot be ended in its own.
     void soon(std::function<void()> call, double seconds = 0);
     /// Whether these frames are of the size that was asked for; otherwise it is asked for once more, a few times, for a
     /// camera keeps its format until the stream before is quite gone.
     bool fits(CMVideoDimensions got, CMVideoDimensions wanted);
 
-    const std::shared_ptr<Daemon> daemon_;
+    const std::shared_ptr<EventLoop> loop_;
     const std::shared_ptr<PictureCounters> counters_;
+    const CameraFamily family_;
     const std::string identity_;
     const DispatchQueue queue_; // what is told, and stills
 
@@ -113,15 +127,17 @@ private:
     CaptureDeviceDescription description_;
     std::shared_ptr<const CaptureDeviceEvents> events_ = std::make_shared<const CaptureDeviceEvents>();
 
-    // With the daemon locked.
-    std::shared_ptr<Node> node_; // null while it is away
+    // With the loop locked.
+    std::shared_ptr<CameraSource> source_; // null while it is away
+    std::shared_ptr<Light> light_;
+    bool torch_ = false; // it is on
     CaptureSettings settings_;
     bool isSetUp_ = false; // its switches were set once
     bool wanted_ = false; // between start and stop
     bool interrupted_ = false; // it went while it was wanted
     StreamRequest request_;
     std::function<void(std::shared_ptr<CMSampleBuffer>)> deliver_;
-    std::unique_ptr<FrameStream> stream_;
+    std::unique_ptr<CameraStream> stream_;
     std::optional<Negotiated> format_;
     std::list<Effect> effects_;
     std::shared_ptr<CVPixelBuffer> newest_; // the last that was delivered

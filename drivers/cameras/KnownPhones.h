@@ -3,13 +3,15 @@
 
 #include "platform/AVFoundation/CaptureDriver.h"
 
-#include "drivers/pipewire/Offers.h"
-
+#include <map>
 #include <string>
 
-namespace velmora::drivers::pipewire {
+namespace velmora::drivers::cameras {
 
-/// Where a camera sits and what it looks through, by what its node tells and, where that is silent, by what is known of
+/// What a camera tells of itself, under the names of PipeWire's nodes.
+using Properties = std::map<std::string, std::string>;
+
+/// Where a camera sits and what it looks through, by what it tells and, where that is silent, by what is known of
 /// the machine. docs/real-devices.md tells how to declare it.
 struct Placement {
     AVCaptureDevicePosition position = AVCaptureDevicePositionBack;
@@ -18,6 +20,6 @@ struct Placement {
 };
 
 /// `deviceTree` is the folder in which the kernel says what machine this is; it need not be there.
-Placement placementOf(const Properties& node, const std::string& deviceTree);
+VELMORA_EXPORT Placement placementOf(const Properties& camera, const std::string& deviceTree);
 
 }

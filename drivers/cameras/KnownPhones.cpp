@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "drivers/pipewire/KnownPhones.h"
+#include "drivers/cameras/KnownPhones.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +10,7 @@
 #include <optional>
 #include <string_view>
 
-namespace velmora::drivers::pipewire {
+namespace velmora::drivers::cameras {
 
 namespace {
 
@@ -56,12 +56,12 @@ std::string textOf(const Properties& properties, const char* key)
     return found == properties.end() ? std::string() : found->second;
 }
 
-std::string namesOf(const Properties& node)
+std::string namesOf(const Properties& camera)
 {
     std::string all;
     for (const char* key : { "node.name", "node.description", "object.path", "api.libcamera.path",
              "device.product.name", "api.v4l2.cap.card" })
-        all += textOf(node, key) + "\n";
+        all += textOf(camera, key) + "\n";
     for (char& c : all)
         c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return all;
@@ -110,29 +110,29 @@ std::optional<AVCaptureDevicePosition> positionByName(const std::string& names)
 
 }
 
-Placement placementOf(const Properties& node, const std::string& deviceTree)
+Placement placementOf(const Properties& camera, const std::string& deviceTree)
 {
-    const std::string names = namesOf(node);
+    const std::string names = namesOf(camera);
     const Sensor* sensor = knownSensor(names, treeFile(deviceTree + "/compatible"));
     Placement placement;
     // A camera that says nothing looks where its user looks.
-    auto position = positionIn(textOf(node, "velmora.position"));
+    auto position = positionIn(textOf(camera, "velmora.position"));
     if (!position)
-        position = positionIn(textOf(node, "api.libcamera.location"));
+        position = positionIn(textOf(camera, "api.libcamera.location"));
     if (!position)
         position = sensor ? std::optional(sensor->position) : positionByName(names);
     placement.position = position.value_or(AVCaptureDevicePositionBack);
 
     placement.deviceType = sensor ? sensor->type : wide;
-    const std::string lens = textOf(node, "velmora.lens");
+    const std::string lens = textOf(camera, "velmora.lens");
     for (const Word& each : lenses)
         if (lens == each.text)
             placement.deviceType = each.type;
 
-    const bool isBuiltIn = textOf(node, "api.libcamera.location") != "external";
+    const bool isBuiltIn = textOf(camera, "api.libcamera.location") != "external";
     const bool isPhone = treeFile(deviceTree + "/chassis-type").starts_with("handset");
-    auto rotation = degreesIn(textOf(node, "velmora.rotation"));
-    if (const auto other = degreesIn(textOf(node, "api.libcamera.rotation")); other && !rotation)
+    auto rotation = degreesIn(textOf(camera, "velmora.rotation"));
+    if (const auto other = degreesIn(textOf(camera, "api.libcamera.rotation")); other && !rotation)
         rotation = (360 - *other) % 360; // the kernel's degrees, which count the other way round
     placement.sensorRotation = rotation.value_or(sensor || (isPhone && isBuiltIn) ? asPhonesHaveIt : 0);
     return placement;
