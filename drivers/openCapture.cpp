@@ -5,6 +5,7 @@
 
 #include "drivers/pipewire/openCameraPortal.h"
 #include "drivers/pipewire/openPipeWire.h"
+#include "drivers/v4l2/openV4L2.h"
 
 #include <unistd.h>
 
@@ -12,7 +13,7 @@ namespace velmora::drivers {
 
 std::vector<std::string> captureNames()
 {
-    return { "pipewire" };
+    return { "pipewire", "v4l2" };
 }
 
 std::string missingForCapture(const std::string& name)
@@ -29,6 +30,8 @@ std::shared_ptr<CaptureDriver> openCapture(const std::string& name)
         std::shared_ptr<CaptureDriver> portal = isInSandbox ? pipewire::openCameraPortal() : nullptr;
         return portal ? portal : pipewire::openPipeWire();
     }
+    if (name == "v4l2")
+        return v4l2::openV4L2();
     throw NSException(NSInvalidArgumentException, "There are no cameras of the kind \"" + name + "\"");
 }
 

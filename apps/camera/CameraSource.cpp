@@ -111,7 +111,8 @@ CameraSource::CameraSource(const Options& options, Need need)
         plugIn("pipewire", need);
         return;
     case CameraDriver::V4L2:
-        throw notBuilt("v4l2");
+        plugIn("v4l2", need);
+        return;
     case CameraDriver::Virtual:
         plugInVirtualPhone(options);
         return;

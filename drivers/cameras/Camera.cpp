@@ -270,7 +270,8 @@ void Camera::apply(const CaptureSettings& settings, const std::string& /*what*/,
     }
     if (!effect.values.empty())
         changedAt_ = effect.since;
-    effect.confirmed = effect.values.empty();
+    effect.confirmed = effect.values.empty()
+        || (source_->controls().tells() && source_->controls().areInForce(effect.values)); // it told while it was set
     effect.tookEffect = std::move(tookEffect);
     if (effect.tookEffect)
         effects_.push_back(std::move(effect));

@@ -11,7 +11,7 @@ namespace {
 
 constexpr double untilFollowed = 0.25; // seconds in which a camera's automatic exposure follows a light
 constexpr double slowestFrame = 0.1; // seconds, of a camera that tells no rate
-constexpr double darkest = 40; // mean luma of a picture that wants light, of 255
+constexpr double darkest = 48; // mean luma of a picture that wants light, of 255
 
 /// Of every so many pixels; the green of a picture that has no luma.
 double meanLuma(const CVPixelBuffer& pixels)

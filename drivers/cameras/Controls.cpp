@@ -162,20 +162,21 @@ double Controls::inCameras(Purpose purpose, double value) const
 void Controls::describe(CaptureDeviceDescription& description) const
 {
     // What cannot be set is done by the camera itself; what has no switch stays as it was set.
-    const auto modes = [this](bool byHand, Purpose automatic, bool customToo) {
+    const auto modes = [](bool byHand, bool automatic, bool customToo) {
         std::vector<int> all;
         if (byHand)
             all.push_back(locked);
-        if (!byHand || has(automatic))
+        if (!byHand || automatic)
             all.push_back(continuous);
         if (byHand && customToo)
             all.push_back(custom);
         return all;
     };
-    description.exposureModes = modes(has(Purpose::Exposure) || has(sensitivity()), Purpose::AutoExposure, true);
+    description.exposureModes = modes(
+        has(Purpose::Exposure) || has(sensitivity()), has(Purpose::AutoExposure) || has(Purpose::AutoGain), true);
     if (has(Purpose::Focus))
-        description.focusModes = modes(true, Purpose::AutoFocus, false);
-    description.whiteBalanceModes = modes(has(Purpose::Temperature), Purpose::AutoWhiteBalance, false);
+        description.focusModes = modes(true, has(Purpose::AutoFocus), false);
+    description.whiteBalanceModes = modes(has(Purpose::Temperature), has(Purpose::AutoWhiteBalance), false);
     if (const Control* bias = find(Purpose::Bias)) {
         description.minExposureBias = static_cast<float>(bias->least * bias->kind.unit);
         description.maxExposureBias = static_cast<float>(bias->most * bias->kind.unit);

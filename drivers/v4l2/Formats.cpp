@@ -154,13 +154,11 @@ std::vector<Offer> offersOf(const Descriptor& device, v4l2_buf_type type)
     return offers;
 }
 
-bool hasVideoRange(
-    std::uint32_t pixelFormat, std::uint32_t colorspace, std::uint32_t encoding, std::uint32_t quantization)
+bool hasVideoRange(std::uint32_t pixelFormat, std::uint32_t colorspace, std::uint32_t quantization)
 {
     const auto layout = layoutOf(pixelFormat);
     if (!layout || (layout->layout > CameraLayout::UYVY && layout->layout != CameraLayout::Grey))
         return false;
-    static_cast<void>(encoding);
     if (quantization != V4L2_QUANTIZATION_DEFAULT)
         return quantization == V4L2_QUANTIZATION_LIM_RANGE;
     return colorspace != V4L2_COLORSPACE_JPEG;

@@ -25,7 +25,6 @@ std::vector<cameras::Offer> offersOf(const Descriptor& device, v4l2_buf_type typ
 
 /// Whether luma goes from 16 to 235, by what the device tells of its picture and the kernel's rules for what it leaves
 /// open. Always false for a format without luma and for a JPEG, which carries its own.
-VELMORA_EXPORT bool hasVideoRange(
-    std::uint32_t pixelFormat, std::uint32_t colorspace, std::uint32_t encoding, std::uint32_t quantization);
+VELMORA_EXPORT bool hasVideoRange(std::uint32_t pixelFormat, std::uint32_t colorspace, std::uint32_t quantization);
 
 }

@@ -121,8 +121,7 @@ void Loop::fireTimers()
     const double now = steadySeconds();
     const auto all = timers_;
     for (Timer* timer : all)
-        if (std::find(timers_.begin(), timers_.end(), timer) != timers_.end() && timer->due()
-            && *timer->due() <= now)
+        if (std::find(timers_.begin(), timers_.end(), timer) != timers_.end() && timer->due() && *timer->due() <= now)
             timer->fire();
 }
 

@@ -13,31 +13,6 @@ protected:
             return nullptr;
         return frames.waitFor(1) ? camera : nullptr;
     }
-    void shoot(CaptureDeviceDriver& camera, const StillRequest& request = {})
-    {
-        StillEvents told;
-        told.shutter = [events = eventsHeld](bool) { events->add("shutter"); };
-        told.processed = [events = eventsHeld, stills = stillsHeld](
-                             std::optional<CapturedStill> still, const std::optional<NSError>&) {
-            events->add("processed");
-            stills->add(std::move(*still));
-        };
-        told.raw = [events = eventsHeld, stills = stillsHeld](
-                       std::optional<CapturedStill> still, const std::optional<NSError>&) {
-            events->add("raw");
-            stills->add(std::move(*still));
-        };
-        told.done = [events = eventsHeld, done = doneHeld](bool, const std::optional<NSError>& error) {
-            events->add(error ? error->localizedDescription() : "done");
-            done->add(0);
-        };
-        camera.captureStill(request, std::move(told));
-    }
-
-    const std::shared_ptr<Collected<CapturedStill>> stillsHeld = std::make_shared<Collected<CapturedStill>>();
-    const std::shared_ptr<Collected<int>> doneHeld = std::make_shared<Collected<int>>();
-    Collected<CapturedStill>& stills = *stillsHeld;
-    Collected<int>& done = *doneHeld;
 };
 
 TEST_F(PipeWireStills, AreTheNewestFrameWhereThereIsNothingLarger)
