@@ -27,8 +27,8 @@ standard='<[a-z_]+>'
 refuse "velmora/ includes the standard library and platform/ only" '[<"]' "include +($inwards|$standard)" velmora
 refuse "platform/ stands below the others" '"(drivers|velmora|apps|examples|tests)/' "$nothing" platform
 refuse "a driver stands on platform/ alone" '"(velmora|apps|examples|tests)/' "$nothing" drivers
-# What several drivers need of one library lies above them.
-shared='"drivers/((Bus|PortalRequest)\.h|cameras/)'
+# What several drivers need lies above them.
+shared='"drivers/[A-Z][A-Za-z]*\.h"'
 for driver in drivers/*/; do
   refuse "drivers do not reach into each other" '"drivers/' "\"$driver|$shared" "$driver"
 done

@@ -3,7 +3,7 @@
 
 #include "platform/Foundation/DispatchQueue.h"
 
-#include "drivers/cameras/Camera.h"
+#include "drivers/Camera.h"
 #include "drivers/pipewire/Daemon.h"
 #include "drivers/pipewire/Microphone.h"
 #include "drivers/pipewire/openPipeWire.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "drivers/cameras/Controls.h"
+#include "drivers/CameraControls.h"
 
 #include <cstdint>
 #include <map>

@@ -3,7 +3,7 @@
 
 #include "platform/Foundation/NSError.h"
 
-#include "drivers/cameras/CameraSource.h"
+#include "drivers/CameraSource.h"
 #include "drivers/pipewire/Controls.h"
 #include "drivers/pipewire/Offers.h"
 #include "drivers/pipewire/openPipeWire.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "drivers/pipewire/Description.h"
 
-#include "drivers/cameras/Description.h"
+#include "drivers/CameraDescription.h"
 
 namespace velmora::drivers::pipewire {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "drivers/cameras/KnownPhones.h"
-#include "drivers/cameras/Offers.h"
+#include "drivers/CameraOffers.h"
+#include "drivers/KnownPhones.h"
 
 #include <cstdint>
 #include <map>

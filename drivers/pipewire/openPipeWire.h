@@ -3,8 +3,8 @@
 
 #include "platform/AVFoundation/CaptureDriver.h"
 
-#include "drivers/cameras/Light.h"
-#include "drivers/cameras/PictureCounts.h"
+#include "drivers/CameraLight.h"
+#include "drivers/PictureCounts.h"
 
 #include <memory>
 #include <string>

@@ -3,7 +3,7 @@
 
 #include "platform/Foundation/DispatchQueue.h"
 
-#include "drivers/cameras/Camera.h"
+#include "drivers/Camera.h"
 #include "drivers/v4l2/Device.h"
 #include "drivers/v4l2/Loop.h"
 #include "drivers/v4l2/openV4L2.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "drivers/cameras/CameraSource.h"
-#include "drivers/cameras/Description.h"
+#include "drivers/CameraDescription.h"
+#include "drivers/CameraSource.h"
 #include "drivers/v4l2/DeviceControls.h"
 #include "drivers/v4l2/DeviceList.h"
 #include "drivers/v4l2/Loop.h"

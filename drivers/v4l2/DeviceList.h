@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "drivers/cameras/KnownPhones.h"
+#include "drivers/KnownPhones.h"
 #include "drivers/v4l2/openV4L2.h"
 
 #include <map>

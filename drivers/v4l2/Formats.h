@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "drivers/cameras/Offers.h"
+#include "drivers/CameraOffers.h"
 #include "drivers/v4l2/Descriptor.h"
 
 #include <linux/videodev2.h>

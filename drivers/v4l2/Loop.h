@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "drivers/cameras/CameraSource.h"
+#include "drivers/CameraSource.h"
 
 #include <functional>
 #include <list>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "drivers/cameras/Light.h"
+#include "drivers/CameraLight.h"
 
 #include "tests/support/TemporaryFolder.h"
 

@@ -4,8 +4,8 @@
 #include "platform/AVFoundation/CaptureDriver.h"
 #include "platform/Foundation/DispatchQueue.h"
 
-#include "drivers/cameras/CameraSource.h"
-#include "drivers/cameras/Light.h"
+#include "drivers/CameraLight.h"
+#include "drivers/CameraSource.h"
 
 #include <deque>
 #include <functional>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "drivers/cameras/Description.h"
+#include "drivers/CameraDescription.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "drivers/cameras/Controls.h"
+#include "drivers/CameraControls.h"
 
 #include "platform/AVFoundation/DaylightLocus.h"
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "drivers/cameras/Light.h"
+#include "drivers/CameraLight.h"
 
 #include "platform/Foundation/NSLog.h"
 
-#include "drivers/cameras/FlashDevice.h"
+#include "drivers/FlashDevice.h"
 
 #include <algorithm>
 #include <array>

@@ -4,8 +4,8 @@
 #include "platform/AVFoundation/CameraPicture.h"
 #include "platform/AVFoundation/CaptureDriver.h"
 
-#include "drivers/cameras/Controls.h"
-#include "drivers/cameras/Offers.h"
+#include "drivers/CameraControls.h"
+#include "drivers/CameraOffers.h"
 
 #include <atomic>
 #include <cstdint>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "drivers/cameras/Light.h"
+#include "drivers/CameraLight.h"
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/KernelTree.h"
@@ -13,7 +13,7 @@ using drivers::cameras::findLight;
 
 constexpr auto back = AVCaptureDevicePositionBack, front = AVCaptureDevicePositionFront;
 
-TEST(Light, ShinesAsBrightAsTheKernelAllows)
+TEST(CameraLight, ShinesAsBrightAsTheKernelAllows)
 {
     const KernelTree tree;
     tree.lamp("white:torch", 120);
@@ -25,7 +25,7 @@ TEST(Light, ShinesAsBrightAsTheKernelAllows)
     EXPECT_EQ(tree.ofLED("white:torch", "brightness"), "0\n");
 }
 
-TEST(Light, FlashesAtFullStrengthForAsLongAsItMay)
+TEST(CameraLight, FlashesAtFullStrengthForAsLongAsItMay)
 {
     const KernelTree tree;
     tree.flash("white:flash", 255, 500000);
@@ -40,7 +40,7 @@ TEST(Light, FlashesAtFullStrengthForAsLongAsItMay)
     EXPECT_EQ(tree.ofLED("white:flash", "flash_strobe"), "0\n");
 }
 
-TEST(Light, NeverFlashesForMoreThanASecond)
+TEST(CameraLight, NeverFlashesForMoreThanASecond)
 {
     const KernelTree tree;
     tree.flash("flash", 255, 30000000);
@@ -48,7 +48,7 @@ TEST(Light, NeverFlashesForMoreThanASecond)
     EXPECT_EQ(tree.ofLED("flash", "flash_timeout"), "1000000\n");
 }
 
-TEST(Light, WhoseFlashIsTooShortForACameraShinesInstead)
+TEST(CameraLight, WhoseFlashIsTooShortForACameraShinesInstead)
 {
     const KernelTree tree;
     tree.flash("white:flash", 200, 100000);
@@ -60,7 +60,7 @@ TEST(Light, WhoseFlashIsTooShortForACameraShinesInstead)
     EXPECT_EQ(tree.ofLED("white:flash", "brightness"), "0\n");
 }
 
-TEST(Light, StaysOnAfterAFlashWhenItWasATorch)
+TEST(CameraLight, StaysOnAfterAFlashWhenItWasATorch)
 {
     const KernelTree tree;
     tree.lamp("white:torch", 7);
@@ -71,7 +71,7 @@ TEST(Light, StaysOnAfterAFlashWhenItWasATorch)
     EXPECT_EQ(tree.ofLED("white:torch", "brightness"), "7\n");
 }
 
-TEST(Light, GoesOutWithItsLastOwner)
+TEST(CameraLight, GoesOutWithItsLastOwner)
 {
     const KernelTree tree;
     tree.lamp("white:torch", 7);
@@ -81,7 +81,7 @@ TEST(Light, GoesOutWithItsLastOwner)
     EXPECT_EQ(tree.ofLED("white:torch", "brightness"), "0\n");
 }
 
-TEST(Light, IsTheOneThatFlashesAndIsWhite)
+TEST(CameraLight, IsTheOneThatFlashesAndIsWhite)
 {
     const KernelTree tree;
     tree.lamp("white:torch", 7);
@@ -90,7 +90,7 @@ TEST(Light, IsTheOneThatFlashesAndIsWhite)
     EXPECT_EQ(findLight(tree.folders(), back)->name(), "white:flash");
 }
 
-TEST(Light, IsNoKeyboardsAndNoBattery)
+TEST(CameraLight, IsNoKeyboardsAndNoBattery)
 {
     const KernelTree tree;
     tree.lamp("input3::capslock", 1);
@@ -99,7 +99,7 @@ TEST(Light, IsNoKeyboardsAndNoBattery)
     EXPECT_FALSE(findLight(tree.folders(), back));
 }
 
-TEST(Light, AtTheFrontSaysSo)
+TEST(CameraLight, AtTheFrontSaysSo)
 {
     const KernelTree tree;
     tree.lamp("white:torch", 7);
@@ -110,7 +110,7 @@ TEST(Light, AtTheFrontSaysSo)
     EXPECT_EQ(findLight(tree.folders(), back)->name(), "white:torch");
 }
 
-TEST(Light, ThatTheKernelRefusesToSwitchTellsWhy)
+TEST(CameraLight, ThatTheKernelRefusesToSwitchTellsWhy)
 {
     const KernelTree tree;
     tree.lamp("white:torch", 7);
@@ -122,7 +122,7 @@ TEST(Light, ThatTheKernelRefusesToSwitchTellsWhy)
         testing::AllOf(testing::HasSubstr("white:torch"), testing::HasSubstr("No such file or directory")));
 }
 
-TEST(Light, ThatThisUserMayNotSwitchIsLeftAloneAndSaid)
+TEST(CameraLight, ThatThisUserMayNotSwitchIsLeftAloneAndSaid)
 {
     const CapturedLog log;
     const KernelTree tree;
@@ -133,7 +133,7 @@ TEST(Light, ThatThisUserMayNotSwitchIsLeftAloneAndSaid)
                              "docs/real-devices.md."));
 }
 
-TEST(Light, IsNoneOnAMachineWithoutLights)
+TEST(CameraLight, IsNoneOnAMachineWithoutLights)
 {
     const KernelTree tree;
     EXPECT_FALSE(findLight(tree.folders(), back));

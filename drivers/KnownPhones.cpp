@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "drivers/cameras/KnownPhones.h"
+#include "drivers/KnownPhones.h"
 
 #include <algorithm>
 #include <array>

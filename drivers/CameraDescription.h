@@ -3,9 +3,9 @@
 
 #include "platform/AVFoundation/CaptureDriver.h"
 
-#include "drivers/cameras/Controls.h"
-#include "drivers/cameras/KnownPhones.h"
-#include "drivers/cameras/Offers.h"
+#include "drivers/CameraControls.h"
+#include "drivers/CameraOffers.h"
+#include "drivers/KnownPhones.h"
 
 #include <string>
 #include <vector>

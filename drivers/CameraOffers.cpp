@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "drivers/cameras/Offers.h"
+#include "drivers/CameraOffers.h"
 
 #include <algorithm>
 #include <array>

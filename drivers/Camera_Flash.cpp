@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "drivers/cameras/Camera.h"
+#include "drivers/Camera.h"
 
 #include "platform/Foundation/NSLog.h"
 

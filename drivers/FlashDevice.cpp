@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "drivers/cameras/FlashDevice.h"
+#include "drivers/FlashDevice.h"
 
 #include <fcntl.h>
 #include <linux/videodev2.h>

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "drivers/cameras/Camera.h"
+#include "drivers/Camera.h"
 
 #include "platform/AVFoundation/AVError.h"
 #include "platform/Foundation/NSLog.h"
 #include "platform/Foundation/Scheduler.h"
 
-#include "drivers/cameras/Description.h"
+#include "drivers/CameraDescription.h"
 
 #include <algorithm>
 #include <chrono>
