@@ -392,7 +392,7 @@ void Camera::watch()
     else if (++stalls_ <= mostStalls) // the daemon may have joined the stream to the one before
         streamStill();
     else
-        grabFailed("none came");
+        grabFailed(stream_->whatCame());
 }
 
 void Camera::tryAgain(const std::string& why)

@@ -60,6 +60,8 @@ struct StreamEvents {
 class CameraStream {
 public:
     virtual ~CameraStream() = default;
+    /// For somebody who waited in vain: as much as is known of why.
+    virtual std::string whatCame() const { return "none came"; }
 };
 
 /// A camera while it is plugged in. Used with its loop locked.

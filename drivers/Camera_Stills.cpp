@@ -134,7 +134,7 @@ void Camera::beginGrab()
 
 void Camera::streamStill()
 {
-    if (grabs_.empty() || !source_)
+    if (grabs_.empty() || !source_ || !(grabs_.front()->largest || grabs_.front()->raw))
         return;
     const Offer* offer = grabs_.front()->largest ? largestOffer() : rawOffer();
     if (!offer)
@@ -204,6 +204,8 @@ void Camera::grabFailed(const std::string& why)
     if (grabs_.empty())
         return;
     const auto still = grabs_.front();
+    if (!still->largest && !still->raw)
+        return; // it has all it wants, and ends in a moment
     grabs_.pop_front();
     grabbing_ = false;
     stalls_ = 0;
@@ -257,8 +259,13 @@ void Camera::fail(const StillPointer& still, const NSError& error)
 {
     darken(still);
     queue_.async([still, error] {
-        if (still->events.done)
-            still->events.done(still->lit.has_value(), error);
+        const auto& events = still->events;
+        if (still->request.processed && events.processed)
+            events.processed(std::nullopt, error);
+        if (still->request.rawFormat && events.raw)
+            events.raw(std::nullopt, error);
+        if (events.done)
+            events.done(still->lit.has_value(), error);
     });
 }
 

@@ -224,6 +224,13 @@ FrameStream::FrameStream(Daemon& daemon, const Node& node, const Offer& offer, R
     }
 }
 
+std::string FrameStream::whatCame() const
+{
+    return !format_ ? "it agreed to no format" : memories_.empty() ? "it has no memory for them" : unreadable_ == 0
+        ? "none came"
+        : std::to_string(unreadable_) + " were broken, or smaller than their format";
+}
+
 FrameStream::~FrameStream()
 {
     {
@@ -293,6 +300,7 @@ void FrameStream::process()
         spa_buffer_find_meta_data(newest->buffer, SPA_META_Header, sizeof(spa_meta_header)));
     const bool broken = header && (header->flags & SPA_META_HEADER_FLAG_CORRUPTED) != 0;
     if (broken || found == memories_.end() || !format_ || !lay(frame.picture, *newest, *found->second)) {
+        ++unreadable_;
         pw_stream_queue_buffer(stream_, newest);
         return;
     }

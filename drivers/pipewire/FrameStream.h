@@ -25,6 +25,8 @@ public:
     FrameStream(const FrameStream&) = delete;
     FrameStream& operator=(const FrameStream&) = delete;
 
+    std::string whatCame() const override;
+
 private:
     struct Memory;
     struct Returns;
@@ -42,6 +44,7 @@ private:
     pw_stream* stream_ = nullptr;
     spa_hook hook_ {};
     std::optional<Negotiated> format_;
+    std::uint64_t unreadable_ = 0; // frames
     std::map<pw_buffer*, std::shared_ptr<Memory>> memories_;
     std::shared_ptr<Returns> returns_;
 };

@@ -54,11 +54,15 @@ protected:
         told.shutter = [events = eventsHeld](bool) { events->add("shutter"); };
         told.processed = [events = eventsHeld, stills = stillsHeld](
                              std::optional<CapturedStill> still, const std::optional<NSError>&) {
+            if (!still)
+                return; // `done` says why
             events->add("processed");
             stills->add(std::move(*still));
         };
         told.raw = [events = eventsHeld, stills = stillsHeld](
                        std::optional<CapturedStill> still, const std::optional<NSError>&) {
+            if (!still)
+                return; // `done` says why
             events->add("raw");
             stills->add(std::move(*still));
         };
