@@ -6,6 +6,8 @@
 #include "tests/support/Require.h"
 #include "tests/support/Subprocess.h"
 
+#include <csignal>
+#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -25,6 +27,15 @@ protected:
         daemon = std::make_unique<PipeWireDaemon>();
         camera = daemon->camera("test-camera",
             { "offers=NV12:640x480:30 NV12:1280x960:15", "api.libcamera.location=back", "velmora.rotation=90" });
+    }
+    /// After a failure the camera's own account of what it was asked for.
+    void TearDown() override
+    {
+        if (!HasFailure() || !camera)
+            return;
+        camera->end(SIGTERM);
+        for (std::string line = camera->readLine(); !line.empty(); line = camera->readLine())
+            std::fprintf(stderr, "the camera: %s\n", line.c_str());
     }
     ProgramOutcome runThere(const std::string& arguments) const
     {

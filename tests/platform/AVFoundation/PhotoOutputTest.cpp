@@ -529,6 +529,57 @@ TEST_F(LivePhoto, BeginsWithTheCameraWhenThatHasJustBegun)
     EXPECT_NEAR(CMTimeGetSeconds(shot->displayTime), 0.5, 0.1);
 }
 
+TEST_F(LivePhoto, BeginsAfterTheLastPause)
+{
+    clock.advance(1);
+    session->stopRunning();
+    clock.advance(0.4);
+    session->startRunning();
+    clock.advance(0.5);
+
+    EXPECT_NEAR(CMTimeGetSeconds(shootLive()->displayTime), 0.5, 0.1);
+}
+
+TEST_F(LivePhoto, GoesOverAPauseWhereItIsNotTrimmed)
+{
+    output->setLivePhotoAutoTrimmingEnabled(false);
+    clock.advance(1);
+    session->stopRunning();
+    clock.advance(0.4);
+    session->startRunning();
+    clock.advance(0.5);
+
+    EXPECT_NEAR(CMTimeGetSeconds(shootLive()->displayTime), 1.5, 0.1);
+}
+
+TEST_F(LivePhoto, AShortPauseIsNone)
+{
+    clock.advance(1);
+    session->stopRunning();
+    clock.advance(0.15);
+    session->startRunning();
+    clock.advance(0.5);
+
+    EXPECT_NEAR(CMTimeGetSeconds(shootLive()->displayTime), 1.5, 0.1);
+}
+
+TEST_F(LivePhoto, LeavesOutFramesThatComeTooFast)
+{
+    clock.advance(0.1);
+    for (int i = 0; i < 40; ++i) { // a hundred a second beside the thirty
+        clock.advance(0.01);
+        phone.sendFrame();
+    }
+    shootLive();
+    const auto movie = MovieReader::installed()->open(path);
+    int frames = 0;
+    while (movie->nextFrame())
+        ++frames;
+
+    EXPECT_GE(frames, 45 + 3 + 12); // after the shutter; before; the most that come within 0.4 seconds
+    EXPECT_LE(frames, 45 + 3 + 18);
+}
+
 TEST_F(LivePhoto, AMovieErrorLeavesNoFileBehind)
 {
     clock.advance(1);

@@ -86,7 +86,7 @@ private:
     const spa_pod* formatPod(Room& room, const Offer& offer) const;
     const spa_pod* infoPod(Room& room, const TestControl& control) const;
     const spa_pod* propsPod(Room& room) const;
-    void stateChanged(pw_stream_state before, pw_stream_state now);
+    void stateChanged(pw_stream_state before, pw_stream_state now, const char* error);
     void paramChanged(std::uint32_t id, const spa_pod* param);
     void setControls(const spa_pod* param);
     void chooseBuffers(const spa_pod* format);
@@ -253,7 +253,7 @@ bool Device::publish(const std::string& socket, const std::string& name)
     static const pw_stream_events events {
         .version = PW_VERSION_STREAM_EVENTS,
         .state_changed = [](void* self, pw_stream_state before, pw_stream_state now,
-                             const char*) { static_cast<Device*>(self)->stateChanged(before, now); },
+                             const char* error) { static_cast<Device*>(self)->stateChanged(before, now, error); },
         .param_changed = [](void* self, std::uint32_t id,
                              const spa_pod* param) { static_cast<Device*>(self)->paramChanged(id, param); },
         .process = [](void* self) { static_cast<Device*>(self)->process(); },
@@ -288,10 +288,12 @@ bool Device::publish(const std::string& socket, const std::string& name)
         >= 0;
 }
 
-void Device::stateChanged(pw_stream_state before, pw_stream_state now)
+void Device::stateChanged(pw_stream_state before, pw_stream_state now, const char* error)
 {
     if (before == PW_STREAM_STATE_CONNECTING && now == PW_STREAM_STATE_PAUSED)
         say("ready");
+    if (now == PW_STREAM_STATE_ERROR || now == PW_STREAM_STATE_UNCONNECTED)
+        say("ends " + std::string(error ? error : ""));
     if (now == PW_STREAM_STATE_ERROR || (now == PW_STREAM_STATE_UNCONNECTED && before != now))
         pw_main_loop_quit(loop_); // the daemon is gone
     if (!isCamera())
@@ -433,6 +435,13 @@ std::size_t Device::draw(std::uint8_t* to, std::size_t room)
 {
     const auto luma = static_cast<std::uint8_t>(std::clamp(40 * value("Gain", 1), 0.0, 255.0));
     const std::size_t pixels = std::size_t { width_ } * height_;
+    const std::size_t bytes = layout_ == "NV12" || layout_ == "I420" ? pixels * 3 / 2
+        : layout_ == "YUY2"                                          ? 2 * pixels
+        : layout_ == "BGRx"                                          ? 4 * pixels
+        : layout_ == "bayer"                                         ? pixels
+                                                                     : 0;
+    if (bytes > room)
+        return 0; // the buffer is still one of the format before
     if (layout_ == "NV12" || layout_ == "I420") {
         std::memset(to, luma, pixels);
         std::memset(to + pixels, 128, pixels / 2);

@@ -204,6 +204,38 @@ TEST_F(Recording, AtItsLimitItEndsByItselfAndTellsTheHandlerOfTheStartOnce)
     }
 }
 
+TEST_F(Recording, TheFrameThatReachesTheLimitIsNotInIt)
+{
+    prepareAndStart();
+    controller->setVideoFrameRate(4);
+    clock.advance(1);
+    controller->beginCapturingVideoWithLimit(CMTimeMake(1, 1), nullptr);
+    clock.advance(3);
+    EXPECT_EQ(output<AVCaptureMovieFileOutput>()->recordingCounts().frames, 4U);
+    EXPECT_FALSE(controller->isCapturingVideo());
+}
+
+TEST_F(Recording, ALimitBetweenTwoFramesIsTheDuration)
+{
+    prepareAndStart();
+    controller->beginCapturingVideoWithLimit(CMTimeMake(19, 20), nullptr);
+    clock.advance(3);
+    EXPECT_EQ(CMTimeCompare(controller->currentCapturedVideoDuration(), CMTimeMake(19, 20)), 0);
+}
+
+TEST_F(Recording, WhatTheEncoderCannotKeepUpWithIsCountedAsDropped)
+{
+    prepareAndStart();
+    controller->beginCapturingVideo(nullptr);
+    for (int i = 0; i < 12; ++i)
+        phone.sendFrame(); // the encoder has no time in between
+    settle();
+    const auto counts = output<AVCaptureMovieFileOutput>()->recordingCounts();
+    EXPECT_EQ(counts.frames, 8U);
+    EXPECT_EQ(counts.droppedOutOfRoom, 4U);
+    EXPECT_EQ(counts.late, 7U);
+}
+
 TEST_F(Recording, TheHandlerIsNotClearedSoThatALaterRecordingMayCallItAgain)
 {
     prepareAndStart();
