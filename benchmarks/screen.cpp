@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Frames of a camera screen of 1080x2160 pixels. Counters first: conversions, rasterisations and composited pixels of
-// each frame. Then times, to be read in two units that are measured here too: C, what libyuv needs to scale and convert
-// the preview alone, and F, a copy of the frame.
+// each frame. Then times, to be read in two units that are measured here too.
 #include "platform/CoreGraphics/CGContext.h"
 #include "platform/CoreGraphics/CGImage.h"
 #include "platform/CoreGraphics/CGTextLayout.h"
-#include "platform/CoreMedia/CVPixelBuffer.h"
 #include "platform/Foundation/ManualClock.h"
 #include "platform/Foundation/SteppedScheduler.h"
 #include "platform/QuartzCore/CADisplay.h"
@@ -14,66 +12,13 @@
 
 #include "drivers/offscreen/OffscreenDisplay.h"
 
-#include <benchmark/benchmark.h>
-#include <libyuv.h>
-
-#include <array>
-#include <cmath>
-#include <cstring>
 #include <vector>
+
+#include "benchmarks/frameUnits.h"
 
 namespace {
 
 using namespace velmora;
-
-constexpr double width = 360, height = 720, scale = 3; // points
-constexpr int columns = 1080, rows = 2160;
-
-std::shared_ptr<CVPixelBuffer> cameraFrame(int w, int h, int shift)
-{
-    auto made = CVPixelBuffer::create(w, h, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x)
-            made->planes()[0].data[static_cast<std::size_t>(y) * made->planes()[0].stride + static_cast<std::size_t>(x)]
-                = static_cast<std::uint8_t>(128 + 90 * std::sin((x + shift) * 0.021) * std::cos(y * 0.013));
-    for (int y = 0; y < h / 2; ++y)
-        std::memset(made->planes()[1].data + static_cast<std::size_t>(y) * made->planes()[1].stride, 110 + shift,
-            static_cast<std::size_t>(w));
-    return made;
-}
-
-/// A preview without a session.
-class Camera : public CALayer {
-public:
-    Camera(int w, int h, int degrees)
-        : rotation(degrees)
-    {
-        for (int i = 0; i < 4; ++i)
-            frames[static_cast<std::size_t>(i)] = cameraFrame(w, h, i);
-    }
-    std::optional<LayerPreview> preview(CGRect bounds) override
-    {
-        return LayerPreview { frames[at % 4], rotation, false, bounds };
-    }
-    void next()
-    {
-        ++at;
-        requestFrame();
-    }
-
-    int rotation;
-    std::size_t at = 0;
-    std::array<std::shared_ptr<CVPixelBuffer>, 4> frames;
-};
-
-struct Text : CALayerDelegate {
-    bool drawsLayer(const std::shared_ptr<CALayer>&) override { return true; }
-    void drawLayer(const std::shared_ptr<CALayer>&, CGContext& context) override
-    {
-        context.setFillColor({ 1, 1, 1, 1 });
-        CGTextLayout("ISO 400  1/125").draw(context, { 0, 0 });
-    }
-};
 
 /// Preview, marks, shutter button, slider, label and thumbnail, as the camera screen has them.
 struct Screen {
@@ -168,34 +113,6 @@ template <class Change> void frames(benchmark::State& state, Screen& screen, Cha
     state.counters["pixels"] = each(&CADisplayCounters::compositedPixels);
     state.counters["shown"] = each(&CADisplayCounters::presentedPixels);
 }
-
-void unitC(benchmark::State& state)
-{
-    const auto frame = cameraFrame(540, 1080, 0);
-    std::vector<std::uint8_t> luma(columns * rows), chroma(columns * rows / 2), target(4 * columns * rows);
-    for (auto _ : state) {
-        const auto& planes = frame->planes();
-        libyuv::NV12Scale(planes[0].data, static_cast<int>(planes[0].stride), planes[1].data,
-            static_cast<int>(planes[1].stride), 540, 1080, luma.data(), columns, chroma.data(), columns, columns, rows,
-            libyuv::kFilterBilinear);
-        for (int y = 0; y < rows; y += 120)
-            libyuv::NV12ToARGBMatrix(luma.data() + y * columns, columns, chroma.data() + y / 2 * columns, columns,
-                target.data() + 4 * y * columns, 4 * columns, &libyuv::kYuvJPEGConstants, columns, 120);
-        benchmark::ClobberMemory();
-    }
-}
-BENCHMARK(unitC)->Unit(benchmark::kMicrosecond);
-
-void unitF(benchmark::State& state)
-{
-    const std::vector<std::uint8_t> from(4 * columns * rows, 7);
-    std::vector<std::uint8_t> to(from.size());
-    for (auto _ : state) {
-        std::memcpy(to.data(), from.data(), from.size());
-        benchmark::ClobberMemory();
-    }
-}
-BENCHMARK(unitF)->Unit(benchmark::kMicrosecond);
 
 void everythingMoves(benchmark::State& state)
 {

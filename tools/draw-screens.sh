@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # Draws the pictures of docs/images again, with the program that ./test builds or, if given, another one:
 #   tools/draw-screens.sh [PROGRAM]
-# The viewfinders and the sliders are drawn by the examples beside it.
+# The viewfinders, the sliders and the way back from the photos are drawn by the examples beside it.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 program=${1:-build/debug/bin/velmora-camera}
@@ -55,3 +55,7 @@ for size in "360 720" "844 390"; do
 done
 (cd "$work" && "$examples/example_slider")
 mv "$work/slider.png" "$images/slider.png"
+for moment in rest pulled armed presenting dismissing sideways; do
+  (cd "$work" && "$examples/example_camera_return" "$moment")
+  mv "$work/camera_return.png" "$images/camera-return-$moment.png"
+done

@@ -285,7 +285,6 @@ private:
     };
     struct Content;
 
-    CGAffineTransform toRoot() const;
     std::shared_ptr<CALayer> leaveSuperlayer(); // inside the lock of the tree; answers the one it left
     using Index = std::function<std::size_t(const std::vector<std::shared_ptr<CALayer>>&)>;
     void place(const std::shared_ptr<CALayer>& layer, const Index& index);

@@ -178,30 +178,40 @@ CGAffineTransform CALayer::toSuperlayer() const
     return result;
 }
 
-CGAffineTransform CALayer::toRoot() const
+namespace {
+
+/// Through the nearest layer that holds both: what turns outside it leaves no rounding behind.
+CGAffineTransform wayBetween(const CALayer& from, const CALayer* to)
 {
-    const auto outer = superlayer();
-    return outer ? CGAffineTransformConcat(toSuperlayer(), outer->toRoot()) : toSuperlayer();
+    CGAffineTransform up = CGAffineTransformIdentity;
+    for (const CALayer* layer = &from;; layer = layer->superlayer().get()) {
+        CGAffineTransform down = CGAffineTransformIdentity;
+        for (const CALayer* each = to; each; each = each->superlayer().get()) {
+            if (each == layer)
+                return CGAffineTransformConcat(up, CGAffineTransformInvert(down));
+            down = CGAffineTransformConcat(down, each->toSuperlayer());
+        }
+        up = CGAffineTransformConcat(up, layer->toSuperlayer());
+        if (!layer->superlayer()) // into the outermost of the other's, or of all where there is none
+            return CGAffineTransformConcat(up, CGAffineTransformInvert(down));
+    }
+}
+
 }
 
 CGPoint CALayer::convertPoint(CGPoint point, const std::shared_ptr<CALayer>& other) const
 {
-    const CGPoint inRoot = CGPointApplyAffineTransform(point, toRoot());
-    return other ? CGPointApplyAffineTransform(inRoot, CGAffineTransformInvert(other->toRoot())) : inRoot;
+    return CGPointApplyAffineTransform(point, wayBetween(*this, other.get()));
 }
 
 CGPoint CALayer::convertPointFromLayer(CGPoint point, const std::shared_ptr<CALayer>& other) const
 {
-    const CGPoint inRoot = other ? CGPointApplyAffineTransform(point, other->toRoot()) : point;
-    return CGPointApplyAffineTransform(inRoot, CGAffineTransformInvert(toRoot()));
+    return CGPointApplyAffineTransform(point, CGAffineTransformInvert(wayBetween(*this, other.get())));
 }
 
 CGRect CALayer::convertRect(CGRect rect, const std::shared_ptr<CALayer>& other) const
 {
-    auto way = toRoot();
-    if (other)
-        way = CGAffineTransformConcat(way, CGAffineTransformInvert(other->toRoot()));
-    return CGRectApplyAffineTransform(rect, way);
+    return CGRectApplyAffineTransform(rect, wayBetween(*this, other.get()));
 }
 
 bool CALayer::containsPoint(CGPoint point) const

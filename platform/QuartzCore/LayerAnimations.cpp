@@ -254,8 +254,27 @@ LayerAnimations::~LayerAnimations()
             running.batch->ended(false);
 }
 
+/// A second change of one property within one block goes from where the first one began, and interrupts nothing.
+bool LayerAnimations::goesOnWith(const std::shared_ptr<CAAnimation>& animation, const std::string& key)
+{
+    const auto block = std::dynamic_pointer_cast<BlockAnimation>(animation);
+    const auto batch = TransactionState::batch();
+    const auto found = std::find_if(running_.begin(), running_.end(),
+        [&](const Running& running) { return running.key == key && running.batch == batch && !running.stopped; });
+    if (!block || !batch || found == running_.end())
+        return false;
+    const auto earlier = std::dynamic_pointer_cast<BlockAnimation>(found->animation);
+    if (!earlier)
+        return false;
+    block->setFromValue(earlier->fromValue());
+    found->animation = block;
+    return true;
+}
+
 void LayerAnimations::add(const std::shared_ptr<CAAnimation>& animation, const std::string& key)
 {
+    if (goesOnWith(animation, key))
+        return;
     if (!key.empty())
         remove(key);
     const std::uint64_t token = nextToken();

@@ -85,6 +85,7 @@ private:
         std::shared_ptr<AnimationBatch> batch;
         bool stopped = false; // it has ended and stays for its fill mode
     };
+    bool goesOnWith(const std::shared_ptr<CAAnimation>& animation, const std::string& key);
     void end(std::uint64_t token, bool finished);
     void stop(Running running, bool finished);
 

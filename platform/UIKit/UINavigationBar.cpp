@@ -104,7 +104,8 @@ void UINavigationBar::layoutSubviews()
 {
     UIView::layoutSubviews();
     const double width = bounds().size.width;
-    const double above = safeAreaInsets().top; // the background goes up to the screen's edge
+    const auto around = superview();
+    const double above = around ? around->safeAreaInsets().top : 0; // the background goes up to the screen's edge
     background_->setFrame(CGRectMake(0, -above, width, bounds().size.height + above));
     content_->setFrame(CGRectMake(0, 0, width, plainHeight));
     back_->setFrame(CGRectMake(0, 0, plainHeight, plainHeight));

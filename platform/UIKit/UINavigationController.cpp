@@ -177,21 +177,23 @@ void UINavigationController::layOut()
     const double top = view()->safeAreaInsets().top, height = bar_->barHeight();
     bar_->setAlpha(barHidden_ ? 0 : 1);
     bar_->setFrame(CGRectMake(0, barHidden_ ? -height : top, bounds.size.width, height));
+    bar_->setNeedsLayout(); // what lies above it may have changed
     for (const auto& controller : stack_)
         controller->setAdditionalSafeAreaInsets({ barHidden_ ? 0 : height, 0, 0, 0 });
     if (shown_ && shown_->view()->superview() == content_ && CGAffineTransformIsIdentity(shown_->view()->transform()))
         settleShown();
 }
 
-/// In the middle of a transition it is brought to its place along with it, not at once.
+/// While it moves, it is brought to its place along with the transition, not at once.
 void UINavigationController::settleShown()
 {
     const auto shown = shown_->view();
     const CGRect place = content_->bounds();
-    const auto coordinator = transitionCoordinator();
     if (shown->frame() == place || isPreparing_)
         return;
-    if (coordinator && coordinator->isAnimated())
+    const auto coordinator = transitionCoordinator();
+    const bool moves = shown->layer()->presentationLayer()->position() != shown->center();
+    if (coordinator && moves)
         UIView::animateWithDuration(coordinator->transitionDuration(), 0,
             slide | UIViewAnimationOptionBeginFromCurrentState, [&] { shown->setFrame(place); });
     else
@@ -276,11 +278,12 @@ void UINavigationController::move(const std::shared_ptr<UIViewController>& from,
     const auto top = topViewController();
     const auto self = sharedFromThis(*this);
     if (moving_) // one that is still under way ends where it was going
-        std::exchange(moving_, nullptr)->end(true);
+        arrived(movingFrom_.lock(), true);
     shown_ = top;
+    movingFrom_ = from;
     isPreparing_ = true;
     if (animated) {
-        moving_ = make<UIViewControllerTransitionCoordinator>(duration, from, top, content_);
+        moving_ = make<UIViewControllerTransitionCoordinator>(duration, from, top, content_, slide);
         setTransitionCoordinator(moving_);
     }
     if (const auto delegate = this->delegate(); delegate && top)
@@ -292,26 +295,37 @@ void UINavigationController::move(const std::shared_ptr<UIViewController>& from,
         const auto topView = top->view();
         topView->setAutoresizingMask(UIViewAutoresizingFlexibleWidth | UIViewAutoresizingFlexibleHeight);
         top->beginAppearanceTransition(true, animated);
-        const double aside = forwards ? place.size.width : -parallax * place.size.width;
-        topView->setFrame(animated ? CGRectOffset(place, aside, 0) : place);
+        topView->setFrame(place);
         content_->insertSubview(topView, forwards ? content_->subviews().size() : 0);
         layOut();
         topView->layoutIfNeeded();
     }
     isPreparing_ = false;
-    if (!animated) {
+    if (animated)
+        slideIn(top->view(), from, forwards);
+    else
         arrived(from, false);
-        return;
-    }
-    const double aside = forwards ? -parallax * place.size.width : place.size.width;
+}
+
+/// Views are moved by their transforms: what lays them out meanwhile moves them as well.
+void UINavigationController::slideIn(
+    const std::shared_ptr<UIView>& view, const std::shared_ptr<UIViewController>& from, bool forwards)
+{
+    const double width = content_->bounds().size.width, before = forwards ? width : -parallax * width,
+                 after = forwards ? -parallax * width : width;
+    view->setTransform(CGAffineTransformMakeTranslation(before, 0));
     UIView::animateWithDuration(
         duration, 0, slide,
         [&] {
-            top->view()->setFrame(place);
-            from->view()->setFrame(CGRectOffset(place, aside, 0));
+            view->setTransform(CGAffineTransformIdentity);
+            from->view()->setTransform(CGAffineTransformMakeTranslation(after, 0));
         },
-        [self, from](bool) { self->arrived(from, true); });
+        [self = sharedFromThis(*this), moving = moving_, from](bool) {
+            if (self->moving_ == moving) // no later one ended it
+                self->arrived(from, true);
+        });
     moving_->begin();
+    this->view()->layoutIfNeeded(); // where others placed the view along with it
 }
 
 void UINavigationController::arrived(const std::shared_ptr<UIViewController>& from, bool animated)
@@ -321,6 +335,7 @@ void UINavigationController::arrived(const std::shared_ptr<UIViewController>& fr
     setTransitionCoordinator(nullptr);
     if (from && from != shown_) {
         from->view()->removeFromSuperview();
+        from->view()->setTransform(CGAffineTransformIdentity);
         from->endAppearanceTransition();
         if (std::find(stack_.begin(), stack_.end(), from) == stack_.end())
             from->removeFromParentViewController();

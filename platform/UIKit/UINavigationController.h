@@ -68,6 +68,7 @@ private:
     void stackChanged(const std::shared_ptr<UIViewController>& before, bool animated, bool forwards);
     void show();
     void move(const std::shared_ptr<UIViewController>& from, bool animated, bool forwards);
+    void slideIn(const std::shared_ptr<UIView>& view, const std::shared_ptr<UIViewController>& from, bool forwards);
     void arrived(const std::shared_ptr<UIViewController>& from, bool animated);
     void updateBar();
     void layOut();
@@ -81,6 +82,7 @@ private:
     bool isPreparing_ = false; // the place from which the next one slides in
     std::weak_ptr<UINavigationControllerDelegate> delegate_;
     std::shared_ptr<UIViewControllerTransitionCoordinator> moving_;
+    std::weak_ptr<UIViewController> movingFrom_;
 };
 
 }

@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <utility>
 
 namespace velmora {
@@ -420,9 +421,23 @@ UIEdgeInsets UIView::findSafeArea() const
     return found;
 }
 
+namespace {
+
+/// What differs by rounding alone is not told: whoever moves by it would move for ever.
+bool isSame(const UIEdgeInsets& a, const UIEdgeInsets& b)
+{
+    constexpr double rounding = 1e-6; // points
+    return std::abs(a.top - b.top) < rounding && std::abs(a.left - b.left) < rounding
+        && std::abs(a.bottom - b.bottom) < rounding && std::abs(a.right - b.right) < rounding;
+}
+
+}
+
 void UIView::updateSafeArea()
 {
-    const UIEdgeInsets before = std::exchange(safeArea_, findSafeArea());
+    const UIEdgeInsets before = safeArea_;
+    if (const auto found = findSafeArea(); !isSame(found, before))
+        safeArea_ = found;
     const auto views = subviews_;
     for (const auto& view : views)
         view->updateSafeArea();

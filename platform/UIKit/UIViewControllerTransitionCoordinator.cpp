@@ -10,8 +10,10 @@
 namespace velmora {
 
 UIViewControllerTransitionCoordinator::UIViewControllerTransitionCoordinator(double duration,
-    std::shared_ptr<UIViewController> from, std::shared_ptr<UIViewController> to, std::shared_ptr<UIView> container)
+    std::shared_ptr<UIViewController> from, std::shared_ptr<UIViewController> to, std::shared_ptr<UIView> container,
+    UIViewAnimationOptions options)
     : duration_(duration)
+    , options_(options)
     , from_(std::move(from))
     , to_(std::move(to))
     , container_(std::move(container))
@@ -65,7 +67,7 @@ void UIViewControllerTransitionCoordinator::run(const Block& animation)
     if (!animation)
         return;
     if (isAnimated())
-        UIView::animateWithDuration(duration_, [&] { animation(*this); });
+        UIView::animateWithDuration(duration_, 0, options_, [&] { animation(*this); });
     else
         animation(*this);
 }

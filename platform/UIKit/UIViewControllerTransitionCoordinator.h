@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/Foundation/NSObject.h"
+#include "platform/UIKit/UIViewAnimation.h"
 
 #include <functional>
 #include <memory>
@@ -18,9 +19,11 @@ class VELMORA_EXPORT UIViewControllerTransitionCoordinator : public NSObject {
 public:
     using Block = std::function<void(UIViewControllerTransitionCoordinator&)>;
 
-    /// Seconds; 0 where nothing is animated. The controllers and the container may be empty.
+    /// Seconds; 0 where nothing is animated. The controllers and the container may be empty. The options are those of
+    /// the transition's own animation.
     UIViewControllerTransitionCoordinator(double duration, std::shared_ptr<UIViewController> from,
-        std::shared_ptr<UIViewController> to, std::shared_ptr<UIView> container);
+        std::shared_ptr<UIViewController> to, std::shared_ptr<UIView> container,
+        UIViewAnimationOptions options = UIViewAnimationOptionNone);
     static const ClassInfo& staticClass();
     const ClassInfo& classInfo() const override { return staticClass(); }
 
@@ -44,6 +47,7 @@ private:
     void run(const Block& animation);
 
     const double duration_;
+    const UIViewAnimationOptions options_;
     const std::shared_ptr<UIViewController> from_, to_;
     const std::shared_ptr<UIView> container_;
     Stage stage_ = Stage::Waiting;

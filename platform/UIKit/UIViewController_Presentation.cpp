@@ -14,6 +14,7 @@ namespace velmora {
 namespace {
 
 constexpr double defaultDuration = 0.4; // seconds
+constexpr auto curve = static_cast<UIViewAnimationOptions>(0x70000); // what people know of such transitions
 
 /// Slides up from below, and down again.
 class DefaultAnimator final : public UIViewControllerAnimatedTransitioning {
@@ -40,8 +41,7 @@ public:
         container->addSubview(moving);
         moving->setFrame(presents_ ? below : place);
         UIView::animateWithDuration(
-            defaultDuration, 0, static_cast<UIViewAnimationOptions>(0x70000),
-            [&] { moving->setFrame(presents_ ? place : below); },
+            defaultDuration, 0, curve, [&] { moving->setFrame(presents_ ? place : below); },
             [context](bool) { context->completeTransition(!context->transitionWasCancelled()); });
     }
 
@@ -147,7 +147,7 @@ void UIViewController::Presentation::start(
     const bool animated = animator_ != nullptr;
     if (animated) {
         coordinator_ = make<UIViewControllerTransitionCoordinator>(
-            animator_->transitionDuration(self), from(), to(), container_);
+            animator_->transitionDuration(self), from(), to(), container_, curve);
         presenter->setTransitionCoordinator(coordinator_);
         presented_->setTransitionCoordinator(coordinator_);
     }

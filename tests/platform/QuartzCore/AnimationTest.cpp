@@ -249,6 +249,22 @@ TEST_F(Animation, OtherwiseItStartsAtTheValueBefore)
     EXPECT_NEAR(x(), 100, 1e-6);
 }
 
+TEST_F(Animation, ASecondChangeInOneBlockGoesFromWhereTheFirstBegan)
+{
+    CATransaction::animateBlock(
+        linear(1),
+        [&] {
+            layer->setPosition({ 40, 0 });
+            layer->setPosition({ 100, 0 });
+        },
+        [this](bool finished) { ends.push_back(finished); });
+    EXPECT_EQ(x(), 0);
+    clock.advance(0.5);
+    EXPECT_NEAR(x(), 50, 1e-6);
+    clock.advance(1);
+    EXPECT_EQ(ends, std::vector<bool> { true }); // nothing was interrupted
+}
+
 TEST_F(Animation, OfTwoPropertiesOneInterruptedEndsItWithTheOtherUnfinished)
 {
     CATransaction::animateBlock(

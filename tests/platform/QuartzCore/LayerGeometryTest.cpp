@@ -67,6 +67,22 @@ TEST(LayerGeometry, PointsPassThroughTransformsAndBounds)
     EXPECT_NEAR(around.size.width, 40, 1e-9);
 }
 
+TEST(LayerGeometry, ATurnAroundTwoLayersLeavesNoRoundingBetweenThem)
+{
+    const auto turned = layerAt(CGRectMake(3, 7, 300, 500));
+    turned->setAffineTransform(CGAffineTransformMakeRotation(-1.1));
+    const auto outer = layerAt(CGRectMake(10, 20, 100, 100)), inner = layerAt(CGRectMake(1, 2, 30, 40));
+    const auto sibling = layerAt(CGRectMake(5, 5, 10, 10));
+    turned->addSublayer(outer);
+    outer->addSublayer(inner);
+    outer->addSublayer(sibling);
+    EXPECT_EQ(inner->convertRect(CGRectMake(0, 0, 30, 40), outer), CGRectMake(1, 2, 30, 40));
+    EXPECT_EQ(outer->convertPoint({ 1, 2 }, inner), CGPointMake(0, 0));
+    EXPECT_EQ(inner->convertPointFromLayer({ 0, 0 }, sibling), CGPointMake(4, 3));
+    const auto elsewhere = layerAt(CGRectMake(100, 0, 10, 10)); // another tree: by what lies around both
+    expectNear(layerAt(CGRectMake(30, 40, 10, 10))->convertPoint({ 1, 1 }, elsewhere), { -69, 41 });
+}
+
 TEST(LayerGeometry, TheFrontmostLayerIsHit)
 {
     const auto root = layerAt(CGRectMake(0, 0, 100, 100));

@@ -4,6 +4,7 @@
 #include "platform/UIKit/UIColor.h"
 #include "platform/UIKit/UINavigationBar.h"
 #include "platform/UIKit/UINavigationController.h"
+#include "platform/UIKit/UIScrollView.h"
 #include "platform/UIKit/UITraitCollection.h"
 #include "platform/UIKit/UIViewControllerTransitionCoordinator.h"
 
@@ -497,6 +498,57 @@ TEST_F(Navigation, APushMovesToTheNextOne)
     EXPECT_EQ(first->view()->window(), nullptr);
 }
 
+TEST_F(Navigation, ThePagesSlidePastEachOther)
+{
+    const auto x = [](const std::shared_ptr<UIViewController>& controller) {
+        return controller->view()->layer()->presentationLayer()->frame().origin.x;
+    };
+    navigation->pushViewController(second, true);
+    clock.advance(0.1);
+    EXPECT_GT(x(second), 20);
+    EXPECT_LT(x(second), 300);
+    EXPECT_NEAR(x(first), -0.3 * (320 - x(second)), 1e-6);
+    clock.advance(1);
+    EXPECT_EQ(x(second), 0);
+    navigation->popViewControllerAnimated(true);
+    EXPECT_EQ(x(first), -96);
+    clock.advance(0.1);
+    EXPECT_NEAR(x(second), 320 + x(first) / 0.3, 1e-6);
+    clock.advance(1);
+    EXPECT_EQ(x(first), 0);
+    EXPECT_EQ(second->view()->transform(), CGAffineTransformIdentity);
+}
+
+TEST_F(Navigation, APageThatIsLaidOutMeanwhileSlidesOn)
+{
+    navigation->pushViewController(second, true);
+    clock.advance(0.05);
+    const auto shown = [&] { return second->view()->layer()->presentationLayer()->frame(); };
+    const double x = shown().origin.x;
+    UIView::animateWithDuration(0.3, [&] { navigation->view()->setFrame(CGRectMake(0, 100, 320, 380)); });
+    EXPECT_NEAR(shown().origin.x, x, 1e-6);
+    EXPECT_EQ(shown().size.height, 480);
+    clock.advance(1);
+    EXPECT_EQ(shown(), CGRectMake(0, 0, 320, 380));
+}
+
+TEST_F(Navigation, APushInTheMiddleOfAnotherEndsThatOne)
+{
+    const auto third = page("third");
+    navigation->pushViewController(second, true);
+    clock.advance(0.2);
+    navigation->pushViewController(third, true);
+    EXPECT_EQ(first->view()->superview(), nullptr);
+    EXPECT_EQ(diary.back(), "third will appear");
+    const auto coordinator = navigation->transitionCoordinator();
+    clock.advance(0.3); // the first one would have ended
+    EXPECT_EQ(navigation->transitionCoordinator(), coordinator);
+    clock.advance(0.1);
+    EXPECT_EQ(navigation->transitionCoordinator(), nullptr);
+    EXPECT_EQ(diary.back(), "third joined");
+    EXPECT_EQ(second->view()->superview(), nullptr);
+}
+
 TEST_F(Navigation, APopGoesBackAndLetsGo)
 {
     navigation->pushViewController(second, false);
@@ -523,22 +575,38 @@ TEST_F(Navigation, AViewThatOthersPlacedIsPutRightByTheNextLayout)
     EXPECT_EQ(first->view()->center(), CGPointMake(100, 100));
 }
 
-TEST_F(Navigation, AViewThatOthersPlacedInTheMiddleOfATransitionIsBroughtBackAlongWithIt)
+TEST_F(Navigation, AViewThatOthersMoveAlongWithATransitionIsBroughtToItsPlaceAlongWithIt)
 {
     navigation->pushViewController(second, true);
-    clock.advance(0.05);
     const auto shown = [&] { return second->view()->layer()->presentationLayer()->frame(); };
-    const CGRect before = shown();
-    second->view()->setFrame(CGRectMake(0, 50, 320, 480));
+    navigation->transitionCoordinator()->animateAlongsideTransition(
+        [&](auto&) { second->view()->setFrame(CGRectMake(0, 50, 320, 480)); }, {});
+    EXPECT_EQ(second->view()->frame(), CGRectMake(0, 50, 320, 480));
     navigation->view()->layoutIfNeeded();
     EXPECT_EQ(second->view()->frame(), CGRectMake(0, 0, 320, 480));
-    EXPECT_NEAR(shown().origin.x, before.origin.x, 1e-6);
-    EXPECT_NEAR(shown().origin.y, 0, 1e-6);
     clock.advance(0.1);
-    EXPECT_LT(shown().origin.x, before.origin.x);
+    EXPECT_NEAR(shown().origin.y, 0, 1e-6);
+    EXPECT_GT(shown().origin.x, 20);
+    EXPECT_EQ(second->view()->layer()->animationKeys(), (Words { "transform", "position" }));
     clock.advance(0.4);
     EXPECT_EQ(shown(), CGRectMake(0, 0, 320, 480));
     EXPECT_EQ(diary.back(), "second joined");
+}
+
+TEST_F(Navigation, AViewThatDoesNotMoveIsPutRightAtOnceAlsoInATransition)
+{
+    const auto above = page("above");
+    above->addChildViewController(navigation);
+    window->setRootViewController(above);
+    above->view()->addSubview(navigation->view());
+    window->layoutIfNeeded();
+    const auto modal = page("modal");
+    above->presentViewController(modal, true);
+    ASSERT_TRUE(navigation->transitionCoordinator());
+    first->view()->setFrame(CGRectMake(0, 20, 320, 480));
+    navigation->view()->layoutIfNeeded();
+    EXPECT_EQ(first->view()->layer()->presentationLayer()->frame(), CGRectMake(0, 0, 320, 480));
+    clock.advance(1);
 }
 
 TEST_F(Navigation, ALargeTitleCanBeSeenBelowItsBar)
@@ -565,6 +633,44 @@ TEST_F(Navigation, TheBarShowsTheTitleAndStaysBelowTheStatusBar)
     EXPECT_EQ(navigation->navigationBar()->subviews().size(), 3U);
     navigation->setNavigationBarHidden(true);
     EXPECT_EQ(first->view()->safeAreaInsets().top, 20);
+}
+
+TEST_F(Navigation, TheBarsBackgroundReachesUpToTheScreensEdge)
+{
+    const auto bar = navigation->navigationBar();
+    window->setScreenInsets(UIEdgeInsetsMake(20, 0, 0, 0));
+    window->layoutIfNeeded();
+    EXPECT_EQ(bar->subviews()[0]->frame(), CGRectMake(0, -20, 320, 64));
+    window->setScreenInsets(UIEdgeInsetsZero);
+    window->layoutIfNeeded();
+    EXPECT_EQ(bar->subviews()[0]->frame(), CGRectMake(0, 0, 320, 44));
+}
+
+TEST_F(Navigation, OthersThatMoveAlongKeepStepWithThePages)
+{
+    const auto beside = make<UIView>(CGRectMake(320, 0, 320, 10));
+    window->addSubview(beside);
+    navigation->pushViewController(second, true);
+    navigation->transitionCoordinator()->animateAlongsideTransition(
+        [&](auto&) { beside->setFrame(CGRectMake(0, 0, 320, 10)); }, {});
+    clock.advance(0.1);
+    const double x = second->view()->layer()->presentationLayer()->frame().origin.x;
+    EXPECT_GT(x, 20);
+    EXPECT_NEAR(beside->layer()->presentationLayer()->frame().origin.x, x, 1e-6);
+    clock.advance(1);
+}
+
+TEST_F(Navigation, ItsSafeAreaSettlesAlsoWhereItIsTurned)
+{
+    const auto scrollView = make<UIScrollView>(CGRectMake(0, 0, 320, 480));
+    first->view()->addSubview(scrollView);
+    for (const double angle : { -1.5707963267948966, 0.3, 1.1 }) {
+        navigation->view()->setTransform(CGAffineTransformMakeRotation(angle));
+        window->setScreenInsets(UIEdgeInsetsMake(10 * angle * angle, 0, 0, 0));
+        window->layoutIfNeeded();
+        EXPECT_GE(scrollView->safeAreaInsets().top, 44) << angle;
+        EXPECT_NEAR(scrollView->contentOffset().y, -scrollView->safeAreaInsets().top, 1e-6) << angle;
+    }
 }
 
 TEST_F(Navigation, TheBackButtonGoesBack)

@@ -486,6 +486,21 @@ TEST_F(Transition, TheCameraPushesThePictureOffTheScreen)
     EXPECT_EQ(container->view()->superview(), nullptr);
 }
 
+TEST_F(Transition, ATurnedContainerOnAWideScreenGoesToTheRight)
+{
+    screen->setSize({ 480, 320 }, 1);
+    container->view()->setTransform(CGAffineTransformMakeRotation(-std::numbers::pi / 2));
+    present();
+    EXPECT_NEAR(container->view()->bounds().size.width, 320, 1e-9);
+    container->dismiss();
+    EXPECT_EQ(camera->view()->layer()->presentationLayer()->frame(), CGRectMake(-480, 0, 480, 320));
+    clock.advance(0.125);
+    EXPECT_NEAR(camera->view()->layer()->presentationLayer()->frame().origin.x, -157.888, 1e-2);
+    settle();
+    EXPECT_EQ(camera->view()->frame(), CGRectMake(0, 0, 480, 320));
+    EXPECT_FALSE(isPresented());
+}
+
 TEST_F(Transition, TheSamePlacesMeetOnTheScreen)
 {
     container->setBarColor(UIColor::redColor());
