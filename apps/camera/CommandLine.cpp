@@ -247,6 +247,16 @@ void addFramesOptions(CLI::App& command, FramesOptions& options)
         ->type_name("N");
 }
 
+void addLatencyOptions(CLI::App& command, LatencyOptions& options)
+{
+    command
+        .add_option_function<std::string>(
+            "--count", [&options](const std::string& text) { options.count = countFor(text); }, "How many photos (20)")
+        ->type_name("N");
+    command.add_option("--out", options.out, "Keeps the photos there; otherwise they are removed again")
+        ->type_name("DIR");
+}
+
 void addScreenOptions(CLI::App& command, ScreenOptions& options)
 {
     command
@@ -330,6 +340,13 @@ std::variant<Options, Information> parseCommandLine(int argc, const char* const*
     addCameraOptions(frames, options.camera);
     addFramesOptions(frames, options.frames);
     frames.footer("Example:\n  velmora-camera frames --camera virtual --count 100");
+    CLI::App& latency
+        = *app.add_subcommand("latency", "Takes photos one after the other; tells how long each step of each takes");
+    latency.fallthrough();
+    latency.callback([&options] { options.command = Command::Latency; });
+    addCameraOptions(latency, options.camera);
+    addLatencyOptions(latency, options.latency);
+    latency.footer("Example:\n  velmora-camera latency --camera pipewire --count 50");
     CLI::App& lenses = *app.add_subcommand("lenses", "Lists the lenses: position, type, attributes");
     lenses.fallthrough();
     lenses.callback([&options] { options.command = Command::Lenses; });

@@ -71,6 +71,11 @@ struct FramesOptions {
     int count = 300;
 };
 
+struct LatencyOptions {
+    int count = 20;
+    std::optional<std::filesystem::path> out; ///< otherwise the photos are not kept
+};
+
 struct AlbumOptions {
     std::string name;
     std::optional<std::string> folder;
@@ -87,7 +92,7 @@ struct SnapshotOptions {
     std::optional<std::string> script;
 };
 
-enum class Command : std::uint8_t { Screen, Snapshot, Shoot, Record, Frames, Lenses, Devices, Album };
+enum class Command : std::uint8_t { Screen, Snapshot, Shoot, Record, Frames, Latency, Lenses, Devices, Album };
 
 struct Options {
     Command command = Command::Screen;
@@ -96,6 +101,7 @@ struct Options {
     ShootOptions shoot;
     RecordOptions record;
     FramesOptions frames;
+    LatencyOptions latency;
     AlbumOptions album;
     ScreenOptions screen;
     SnapshotOptions snapshot;

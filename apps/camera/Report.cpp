@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cmath>
@@ -10,6 +11,8 @@
 #include <cstring>
 #include <ctime>
 #include <sstream>
+
+#include "apps/camera/Quantile.h"
 
 namespace velmora::camera {
 
@@ -274,6 +277,57 @@ void Report::tell(const FramesReport& frames)
     lines << frames.delivered << " frames delivered, " << frames.late << " late, " << frames.dropped << " dropped\n"
           << printed("  from sensor to processor: median %.3f ms, 99 %% within %.3f ms\n", frames.median, frames.p99);
     writeToStandardOutput(lines.str());
+}
+
+void Report::beginLatencies(double firstFrame, const std::vector<double>& frames)
+{
+    object_->json["firstFrame"] = rounded(firstFrame);
+    object_->json["milliseconds"] = ordered_json::object();
+    beginPhotos();
+    if (form_ == Form::Lines)
+        writeToStandardOutput(printed("first frame after %.1f ms\n", firstFrame));
+    tellQuantiles("frame", "a frame, from sensor to processor", frames);
+}
+
+void Report::add(const PhotoLatency& photo)
+{
+    latencies_.push_back(photo);
+    object_->json["photos"].push_back({ { "milliseconds",
+        { { "exposure", rounded(photo.exposure) }, { "data", rounded(photo.data) }, { "file", rounded(photo.file) },
+            { "whole", rounded(photo.whole) } } } });
+    if (form_ == Form::Lines)
+        writeToStandardOutput("photo " + std::to_string(latencies_.size())
+            + printed(": request -> %.1f ms -> exposure -> %.1f ms -> data -> %.1f ms -> file, %.1f ms\n",
+                photo.exposure, photo.data, photo.file, photo.whole));
+}
+
+void Report::tellQuantiles(const char* key, const char* words, const std::vector<double>& sorted)
+{
+    constexpr double half = 0.5, most = 0.9, almostAll = 0.99;
+    const double median = quantile(sorted, half), p90 = quantile(sorted, most), p99 = quantile(sorted, almostAll);
+    object_->json["milliseconds"][key]
+        = { { "median", rounded(median) }, { "p90", rounded(p90) }, { "p99", rounded(p99) } };
+    if (form_ == Form::Lines)
+        writeToStandardOutput(
+            printed("%s: median %.1f ms, 90 %% within %.1f ms, 99 %% within %.1f ms\n", words, median, p90, p99));
+}
+
+void Report::endLatencies()
+{
+    const auto tell = [&](const char* key, const char* words, auto valueOf) {
+        std::vector<double> values;
+        for (const auto& photo : latencies_)
+            if (const std::optional<double> value = valueOf(photo))
+                values.push_back(*value);
+        std::sort(values.begin(), values.end());
+        if (!values.empty())
+            tellQuantiles(key, words, values);
+    };
+    tell("exposure", "request to exposure", [](const auto& photo) { return photo.exposure; });
+    tell("data", "exposure to data", [](const auto& photo) { return photo.data; });
+    tell("file", "data to file", [](const auto& photo) { return photo.file; });
+    tell("whole", "request to file", [](const auto& photo) { return photo.whole; });
+    tell("sinceLast", "one request to the next", [](const auto& photo) { return photo.sinceLast; });
 }
 
 void Report::tell(const AlbumReport& album)

@@ -47,6 +47,15 @@ struct FramesReport {
     double median = 0, p99 = 0; ///< milliseconds
 };
 
+/// How long the steps of one photo took, in milliseconds.
+struct PhotoLatency {
+    double exposure = 0; ///< from the request
+    double data = 0; ///< from the exposure until it was in hand
+    double file = 0; ///< from then until it was stored
+    double whole = 0;
+    std::optional<double> sinceLast; ///< from the request for the photo before
+};
+
 /// One lens of the catalogue.
 struct LensReport {
     std::string position, type; ///< the command line's words
@@ -93,6 +102,11 @@ public:
     void tellSnapshot(const std::filesystem::path& png);
     void tell(const MovieReport& movie);
     void tell(const FramesReport& frames);
+    /// Photos follow, and then what they have in common. Milliseconds from the start of a session to its first frame,
+    /// and from the sensor to a processor, sorted.
+    void beginLatencies(double firstFrame, const std::vector<double>& frames);
+    void add(const PhotoLatency& photo);
+    void endLatencies();
     void tell(const std::vector<LensReport>& lenses);
     void tell(const AlbumReport& album);
     void tell(const std::vector<DeviceReport>& devices, const std::vector<drivers::DriverStatus>& drivers);
@@ -105,8 +119,11 @@ public:
 private:
     class Object;
 
+    void tellQuantiles(const char* key, const char* words, const std::vector<double>& sorted);
+
     Form form_;
     std::unique_ptr<Object> object_;
+    std::vector<PhotoLatency> latencies_;
 };
 
 }

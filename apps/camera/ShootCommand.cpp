@@ -15,14 +15,13 @@
 #include "apps/camera/PhotoAlbum.h"
 #include "apps/camera/Refusal.h"
 #include "apps/camera/storePhoto.h"
+#include "apps/camera/takePhoto.h"
 
 namespace velmora::camera {
 
 namespace {
 
-constexpr double longestShot = 30; // seconds
-
-using Moment = std::chrono::steady_clock::time_point;
+using Moment = TakenPhoto::Moment;
 
 /// Set before main() runs.
 const Moment begin = std::chrono::steady_clock::now();
@@ -69,13 +68,6 @@ PhotoReport reportOf(const QVPhotoCaptureOutput& photo)
 
 }
 
-struct ShootCommand::Shot {
-    std::shared_ptr<QVPhotoCaptureOutput> photo;
-    std::optional<NSError> error;
-    bool finished = false;
-    Moment request, exposure, data;
-};
-
 ShootCommand::ShootCommand(const Options& options, Report& report, const Interruption& interruption)
     : options_(options)
     , report_(report)
@@ -98,7 +90,7 @@ void ShootCommand::run()
         album_ = std::make_unique<PhotoAlbum>(*options_.shoot.album, std::nullopt);
     camera_->start();
     for (int i = 0; i < options_.shoot.count; ++i)
-        store(takePhoto());
+        store(takePhoto(*camera_, options_.shoot.live));
     camera_.reset();
 }
 
@@ -118,37 +110,7 @@ void ShootCommand::choosePhotoSettings()
         throw Refusal("No live photo can be taken", "this camera does not support them", "leave --live out");
 }
 
-ShootCommand::Shot ShootCommand::takePhoto()
-{
-    // A late answer finds the shot still there.
-    const auto shot = std::make_shared<Shot>();
-    shot->request = shot->exposure = std::chrono::steady_clock::now();
-    const auto began = [shot] {
-        DispatchQueue::main().async([shot, now = std::chrono::steady_clock::now()] { shot->exposure = now; });
-    };
-    const auto finished = [shot](std::shared_ptr<QVPhotoCaptureOutput> photo, std::optional<NSError> error) {
-        DispatchQueue::main().async(
-            [shot, photo = std::move(photo), error = std::move(error), now = std::chrono::steady_clock::now()] {
-                shot->photo = photo;
-                shot->error = error;
-                shot->data = now;
-                shot->finished = true;
-            });
-    };
-    auto& controller = *camera_->controller();
-    const bool started = options_.shoot.live ? controller.captureLivePhoto(began, finished)
-                                             : controller.captureStillImage(began, finished);
-    if (!started)
-        throw Refusal("No photo was taken", camera_->reason({}, "the camera stopped"), "try again");
-    if (!camera_->turnUntil([&] { return shot->finished || camera_->hasFailed(); }, longestShot))
-        throw Refusal("No photo was taken", "the camera did not answer within 30 s", "try again");
-    if (!shot->photo)
-        throw Refusal("No photo was taken",
-            camera_->reason(shot->error, "the camera gave neither a picture nor a reason"), "try again");
-    return *shot;
-}
-
-void ShootCommand::store(const Shot& shot)
+void ShootCommand::store(const TakenPhoto& shot)
 {
     auto& photo = *shot.photo;
     auto report = reportOf(photo);

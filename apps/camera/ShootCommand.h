@@ -12,6 +12,7 @@ namespace velmora::camera {
 class Interruption;
 class OpenCamera;
 class PhotoAlbum;
+struct TakenPhoto;
 
 /// Takes photos and stores them. On the main thread, whose run loop it turns.
 class ShootCommand {
@@ -23,11 +24,8 @@ public:
     void run();
 
 private:
-    struct Shot;
-
     void choosePhotoSettings();
-    Shot takePhoto();
-    void store(const Shot& shot);
+    void store(const TakenPhoto& shot);
 
     const Options& options_;
     Report& report_;

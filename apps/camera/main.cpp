@@ -9,6 +9,7 @@
 #include "apps/camera/CommandLine.h"
 #include "apps/camera/FramesCommand.h"
 #include "apps/camera/Interruption.h"
+#include "apps/camera/LatencyCommand.h"
 #include "apps/camera/ListCommands.h"
 #include "apps/camera/PhotoAlbum.h"
 #include "apps/camera/RecordCommand.h"
@@ -54,6 +55,9 @@ void perform(int argc, char** argv, Report& report, const Interruption& interrup
         break;
     case Command::Frames:
         FramesCommand(options, report, interruption).run();
+        break;
+    case Command::Latency:
+        measureLatency(options, report, interruption);
         break;
     case Command::Lenses:
         listLenses(options, report);

@@ -86,6 +86,17 @@ TEST_F(RealCamera, IsListedWithItsDriver)
     EXPECT_THAT(outcome.out, HasSubstr("driver pipewire: works\n"));
 }
 
+TEST_F(RealCamera, TellsHowLongItsPhotosTake)
+{
+    const auto outcome = runThere("--camera pipewire --json --quiet latency --count 3");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const auto json = outcome.json();
+    EXPECT_EQ(json["driver"], "pipewire");
+    EXPECT_GT(json["firstFrame"], 0);
+    ASSERT_EQ(json["photos"].size(), 3U);
+    EXPECT_GT(json["milliseconds"]["exposure"]["median"], 0) << "its largest picture takes a frame at least";
+}
+
 TEST_F(RealCamera, CountsItsFrames)
 {
     const auto outcome = runThere("--camera pipewire --json --quiet frames --count 30");
