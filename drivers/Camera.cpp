@@ -131,10 +131,37 @@ void Camera::streamBroke(const std::string& why)
         soon([this, why] { tryAgain(why); });
 }
 
+/// A daemon that was asked for a format while it took the one before away may keep that one's buffers, for as long as
+/// the format stays. Another one in between ends it.
+void Camera::buffersAreStale()
+{
+    soon([this] {
+        if (!grabbing_)
+            return streamAgain();
+        constexpr int mostRounds = 3;
+        if (++rounds_ > mostRounds)
+            return grabFailed("its pictures are smaller than their format");
+        grabbing_ = false;
+        grabWaits_ = true; // for a frame of the preview
+        if (const auto problem = restart())
+            tryAgain(problem->localizedDescription());
+    });
+}
+
+/// After a moment without a stream: what is left of the former one would be joined with the next, down to its buffers.
 void Camera::streamAgain()
 {
     changing_ = false;
     if (!wanted_ || !source_)
+        return;
+    stream_.reset();
+    between_ = true;
+    soon([this] { streamNow(); }, untilCameraIsFree);
+}
+
+void Camera::streamNow()
+{
+    if (!std::exchange(between_, false) || !wanted_ || !source_ || stream_)
         return;
     if (grabbing_)
         streamStill();
@@ -334,7 +361,7 @@ void Camera::stopStreaming(const NSError& error)
     stream_.reset();
     newest_.reset();
     format_.reset();
-    grabbing_ = changing_ = false;
+    grabbing_ = changing_ = between_ = grabWaits_ = false;
     misfitSince_.reset();
     refusedSince_.reset();
     failStills(error);
@@ -370,8 +397,8 @@ std::optional<NSError> Camera::restart()
 StreamEvents Camera::streamEvents()
 {
     return { [this](const Negotiated& format) { format_ = format; },
-        [this](const StreamFrame& frame) { frameArrived(frame); },
-        [this](const std::string& why) { streamBroke(why); } };
+        [this](const StreamFrame& frame) { frameArrived(frame); }, [this](const std::string& why) { streamBroke(why); },
+        [this] { buffersAreStale(); } };
 }
 
 void Camera::watch()
@@ -390,7 +417,7 @@ void Camera::watch()
     if (!grabbing_)
         tryAgain("it sends no frames");
     else if (++stalls_ <= mostStalls) // the daemon may have joined the stream to the one before
-        streamStill();
+        streamAgain();
     else
         grabFailed(stream_->whatCame());
 }
@@ -477,6 +504,8 @@ void Camera::deliver(const StreamFrame& frame)
     if (deliver_)
         deliver_(make<CMSampleBuffer>(pixels, CMTimeMakeWithSeconds(newestTime_, fineTimescale), sequence_));
     noteEffects(taken, newestTime_);
+    if (std::exchange(grabWaits_, false))
+        soon([this] { beginGrab(); });
 }
 
 void Camera::noteEffects(double taken, double time)

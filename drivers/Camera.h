@@ -96,6 +96,8 @@ private:
     void streamStill();
     void streamBroke(const std::string& why);
     void streamAgain();
+    void streamNow();
+    void buffersAreStale();
     void grabbed(const StreamFrame& frame);
     void endGrab();
     void grabFailed(const std::string& why);
@@ -149,6 +151,9 @@ private:
     int stalls_ = 0;
     std::optional<double> misfitSince_, refusedSince_; // seconds on the steady clock
     bool changing_ = false; // the format is asked for once more in a moment
+    bool between_ = false; // two streams
+    bool grabWaits_ = false; // for the next frame
+    int rounds_ = 0; // that a grab has made
     CMVideoDimensions wantedSize_; // of the stream's frames
     std::deque<StillPointer> waiting_; // for the next frame
     std::deque<StillPointer> grabs_; // for a format of their own; the first is at work

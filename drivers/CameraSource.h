@@ -54,6 +54,7 @@ struct StreamEvents {
     std::function<void(const Negotiated&)> negotiated;
     std::function<void(const StreamFrame&)> frame;
     std::function<void(const std::string& why)> broke; ///< it must be ended; nothing more comes
+    std::function<void()> stale; ///< its buffers are too small: they are those of a format before, and stay
 };
 
 /// Frames of one camera in one format, until it is destroyed.

@@ -90,7 +90,7 @@ void Camera::captureStill(const StillRequest& request, StillEvents events)
     still->request = request;
     still->events = std::move(events);
     const std::lock_guard guard(*loop_);
-    if (!stream_)
+    if (!stream_ && !between_)
         return fail(still,
             error(AVErrorSessionNotRunning, "took no picture, because it is not running; start the session first"));
     still->largest = request.processed && largestOffer();
@@ -188,6 +188,7 @@ void Camera::endGrab()
     if (grabs_.empty())
         return;
     grabbing_ = false;
+    rounds_ = 0;
     if (const auto& still = grabs_.front(); !still->largest && !still->raw) {
         finish(still);
         grabs_.pop_front();
@@ -208,7 +209,7 @@ void Camera::grabFailed(const std::string& why)
         return; // it has all it wants, and ends in a moment
     grabs_.pop_front();
     grabbing_ = false;
-    stalls_ = 0;
+    stalls_ = rounds_ = 0;
     if (still->largest) {
         NSLog("[%@] The camera \"%@\" gives no picture in its largest format (%@); the photo is a frame.", family_.name,
             identity_, why);

@@ -26,6 +26,7 @@ namespace velmora::drivers::pipewire {
 
 namespace {
 
+constexpr std::uint64_t mostUnreadable = 5; // frames, before the stream is made again
 constexpr std::uint32_t buffersForCamera = 3; // the least with which it can go on
 constexpr std::int32_t usualBuffers = 8, leastBuffers = 4, mostBuffers = 16;
 
@@ -226,9 +227,10 @@ FrameStream::FrameStream(Daemon& daemon, const Node& node, const Offer& offer, R
 
 std::string FrameStream::whatCame() const
 {
-    return !format_ ? "it agreed to no format" : memories_.empty() ? "it has no memory for them" : unreadable_ == 0
-        ? "none came"
-        : std::to_string(unreadable_) + " were broken, or smaller than their format";
+    return !format_         ? "it agreed to no format"
+        : memories_.empty() ? "it has no memory for them"
+        : unreadable_ == 0  ? "none came"
+                            : std::to_string(unreadable_) + " were broken, or smaller than their format";
 }
 
 FrameStream::~FrameStream()
@@ -300,8 +302,10 @@ void FrameStream::process()
         spa_buffer_find_meta_data(newest->buffer, SPA_META_Header, sizeof(spa_meta_header)));
     const bool broken = header && (header->flags & SPA_META_HEADER_FLAG_CORRUPTED) != 0;
     if (broken || found == memories_.end() || !format_ || !lay(frame.picture, *newest, *found->second)) {
-        ++unreadable_;
+        const bool hadContent = newest->buffer->n_datas > 0 && newest->buffer->datas[0].chunk->size > 0;
         pw_stream_queue_buffer(stream_, newest);
+        if (hadContent && ++unreadable_ == mostUnreadable && events_.stale)
+            events_.stale();
         return;
     }
     if (header) {

@@ -440,8 +440,10 @@ std::size_t Device::draw(std::uint8_t* to, std::size_t room)
         : layout_ == "BGRx"                                          ? 4 * pixels
         : layout_ == "bayer"                                         ? pixels
                                                                      : 0;
-    if (bytes > room)
-        return 0; // the buffer is still one of the format before
+    if (bytes > room) { // the buffer is still one of the format before
+        std::memset(to, luma, room);
+        return room;
+    }
     if (layout_ == "NV12" || layout_ == "I420") {
         std::memset(to, luma, pixels);
         std::memset(to + pixels, 128, pixels / 2);
