@@ -131,21 +131,27 @@ void Camera::streamBroke(const std::string& why)
         soon([this, why] { tryAgain(why); });
 }
 
-/// A daemon that was asked for a format while it took the one before away may keep that one's buffers, for as long as
-/// the format stays. Another one in between ends it.
 void Camera::buffersAreStale()
 {
     soon([this] {
-        if (!grabbing_)
-            return streamAgain();
-        constexpr int mostRounds = 3;
-        if (++rounds_ > mostRounds)
-            return grabFailed("its pictures are smaller than their format");
-        grabbing_ = false;
-        grabWaits_ = true; // for a frame of the preview
-        if (const auto problem = restart())
-            tryAgain(problem->localizedDescription());
+        if (grabbing_)
+            grabAfterAFrame("its pictures are smaller than their format");
+        else
+            streamAgain();
     });
+}
+
+/// A daemon that was asked for a format while it took the one before away may keep that one's buffers, or send nothing,
+/// for as long as the format stays. Another one in between ends it.
+void Camera::grabAfterAFrame(const std::string& why)
+{
+    constexpr int mostRounds = 3;
+    if (++rounds_ > mostRounds)
+        return grabFailed(why);
+    grabbing_ = false;
+    grabWaits_ = true;
+    if (const auto problem = restart())
+        tryAgain(problem->localizedDescription());
 }
 
 /// After a moment without a stream: what is left of the former one would be joined with the next, down to its buffers.
@@ -409,17 +415,13 @@ void Camera::watch()
     const double silence = steadySeconds() - lastFrame_;
     const double rate = format_ ? format_->rate.value() : 0;
     const double slow = rate > 0 ? framesOfStall / rate : 0;
-    const double patience = grabbing_ ? stillWithin * (1 + stalls_ / 2.0)
-        : hadFrame_                   ? nextFrameWithin
-                                      : firstFrameWithin;
+    const double patience = grabbing_ ? stillWithin : hadFrame_ ? nextFrameWithin : firstFrameWithin;
     if (silence < std::max(patience, slow))
         return;
-    if (!grabbing_)
-        tryAgain("it sends no frames");
-    else if (++stalls_ <= mostStalls) // the daemon may have joined the stream to the one before
-        streamAgain();
+    if (grabbing_)
+        grabAfterAFrame(stream_->whatCame());
     else
-        grabFailed(stream_->whatCame());
+        tryAgain("it sends no frames");
 }
 
 void Camera::tryAgain(const std::string& why)

@@ -98,6 +98,7 @@ private:
     void streamAgain();
     void streamNow();
     void buffersAreStale();
+    void grabAfterAFrame(const std::string& why);
     void grabbed(const StreamFrame& frame);
     void endGrab();
     void grabFailed(const std::string& why);
