@@ -326,7 +326,7 @@ void openLibrary(benchmark::State& state)
         FolderPhotoStore store(large.folder.file("library"));
         benchmark::DoNotOptimize(store.assets(query));
         state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
-    } // its first look at the folder goes on in the background, and ends before the next round
+    } // it ends before its first look at the folder, which begins a moment later in the background
 }
 BENCHMARK(openLibrary)
     ->Name("open and find the newest/library")

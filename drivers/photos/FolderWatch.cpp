@@ -72,6 +72,12 @@ void FolderWatch::stop()
     (void)!::write(stopped_, &one, sizeof one);
 }
 
+bool FolderWatch::isStoppedWithin(int milliseconds) const
+{
+    pollfd waiting { stopped_, POLLIN, 0 };
+    return ::poll(&waiting, 1, milliseconds) > 0;
+}
+
 bool FolderWatch::wait(FolderNews& news)
 {
     while (news.isEmpty() || !halfMoves_.empty()) {

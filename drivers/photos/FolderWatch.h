@@ -35,6 +35,7 @@ public:
     /// Blocks until something happened; false when it was stopped.
     bool wait(FolderNews& news);
     void stop();
+    bool isStoppedWithin(int milliseconds) const; ///< Blocks until then.
 
 private:
     void read(FolderNews& news);

@@ -141,8 +141,6 @@ Library::Connection::Connection(const std::string& file, Database::Mode mode, co
     , records(database, root)
     , inode(mode == Database::InMemory ? 0 : inodeOf(file))
 {
-    if (mode == Database::ReadWrite)
-        database.execute("PRAGMA synchronous = FULL");
 }
 
 Library::Library(std::string root)
@@ -241,6 +239,7 @@ std::shared_ptr<Library::Connection> Library::writer()
             return writer_;
     }
     auto connection = std::make_shared<Connection>(file_, Database::ReadWrite, root_);
+    connection->database.execute("PRAGMA synchronous = FULL");
     if (!LibraryRecords::hasTables(connection->database)) {
         const FolderLock lock(root_);
         connection->database.execute("PRAGMA journal_mode = WAL");
@@ -250,6 +249,25 @@ std::shared_ptr<Library::Connection> Library::writer()
     writer_ = connection;
     if (!reader_ || reader_->inode != connection->inode)
         reader_ = std::make_shared<Connection>(file_, Database::ReadWrite, root_);
+    return connection;
+}
+
+/// Nobody who asks waits for a look at a large folder: that has a connection of its own. A library in memory has but
+/// one, and one whose file another process has taken away is looked at as it was.
+std::shared_ptr<Library::Connection> Library::scanner()
+{
+    std::shared_ptr<Connection> reader;
+    {
+        const std::lock_guard lock(connectionsMutex_);
+        reader = reader_;
+        if (scanner_ && scanner_->inode == reader->inode)
+            return scanner_;
+    }
+    if (reader->inode == 0 || reader->inode != inodeOf(file_))
+        return reader;
+    auto connection = std::make_shared<Connection>(file_, Database::ReadOnly, root_);
+    const std::lock_guard lock(connectionsMutex_);
+    scanner_ = connection;
     return connection;
 }
 
@@ -436,7 +454,7 @@ Library::Differences Library::differences(LibraryRecords& records, const Touched
 bool Library::reconcile(const Touched* touched)
 {
     {
-        const auto connection = reader();
+        const auto connection = scanner();
         const std::lock_guard lock(connection->mutex);
         const auto found = differences(connection->records, touched);
         if (watch_)
@@ -533,7 +551,6 @@ void Library::watch()
 {
     try {
         watch_ = std::make_unique<FolderWatch>(root_, FolderPhotoStore::databaseName);
-        watch_->watch({ std::string() }); // before the first look, so that nothing comes between the two
     } catch (const NSError& error) {
         NSLog("[PhotoLibrary] Photos of other programs are not noticed: %@", error.localizedDescription());
         watch_.reset();
@@ -557,6 +574,18 @@ void Library::stop()
 
 void Library::run()
 {
+    // Whoever has opened the library asks it something, and has a screen to draw.
+    constexpr int openersHeadStart = 50; // milliseconds
+    if (watch_->isStoppedWithin(openersHeadStart))
+        return;
+    try {
+        // Before the first look, so that nothing comes between the two. The kernel goes through all files of the folder
+        // for it: nobody waits for that either.
+        watch_->watch({ std::string() });
+    } catch (const NSError& error) {
+        NSLog("[PhotoLibrary] Photos of other programs are not noticed: %@", error.localizedDescription());
+        return;
+    }
     FolderNews everything;
     everything.lostTrack = true;
     handle(everything);

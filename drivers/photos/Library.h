@@ -77,6 +77,7 @@ private:
 
     std::shared_ptr<Connection> reader();
     std::shared_ptr<Connection> writer();
+    std::shared_ptr<Connection> scanner();
     void open();
     void openWritable();
     void openReadOnly();
@@ -100,8 +101,8 @@ private:
 
     const std::string root_, file_;
     bool readOnly_ = false;
-    std::mutex connectionsMutex_; // guards the two; never held while one of them works
-    std::shared_ptr<Connection> reader_, writer_; // the same one for a library in memory
+    std::mutex connectionsMutex_; // guards the three; never held while one of them works
+    std::shared_ptr<Connection> reader_, writer_, scanner_; // reader and writer are one for a library in memory
     std::mutex openingMutex_; // one opens or sets aside at a time
     std::unique_ptr<FolderWatch> watch_;
     std::thread thread_;

@@ -101,19 +101,19 @@ const char* columnOf(AssetSort::Key key)
 }
 
 /// " ORDER BY ...", and the limit as a parameter.
-std::string orderFor(const AssetQuery& query)
+void appendOrder(std::string& sql, const AssetQuery& query)
 {
     const bool fromAlbum = query.album.has_value();
-    std::string order = " ORDER BY ";
+    sql += " ORDER BY ";
     for (const auto& sort : query.sort) {
         // The index of members begins with this copy.
-        order += fromAlbum && sort.key == AssetSort::CreationDate ? "m.created" : columnOf(sort.key);
-        order += sort.ascending ? ", " : " DESC, ";
+        sql += fromAlbum && sort.key == AssetSort::CreationDate ? "m.created" : columnOf(sort.key);
+        sql += sort.ascending ? ", " : " DESC, ";
     }
-    order += fromAlbum ? "m.asset" : "a.id";
+    sql += fromAlbum ? "m.asset" : "a.id";
     if (!query.sort.empty() && !query.sort.front().ascending)
-        order += " DESC";
-    return order + " LIMIT ?";
+        sql += " DESC";
+    sql += " LIMIT ?";
 }
 
 std::int64_t limitOf(const AssetQuery& query)
@@ -203,25 +203,23 @@ std::vector<AssetRecord> LibraryRecords::assets(const AssetQuery& query)
         return found;
     }
 
-    std::string sql = "SELECT " + std::string(assetColumns);
-    std::optional<Collection> album;
-    if (query.album) {
-        album = collection(*query.album);
-        if (!album || album->isFolder)
-            return found;
-        // The outer loop is the album's index; the planner must not turn it round.
-        sql += " FROM member m CROSS JOIN asset a ON a.id = m.asset WHERE m.collection = ?";
-    } else
-        sql += " FROM asset a WHERE 1";
+    std::string sql;
+    sql.reserve(512);
+    sql.append("SELECT ").append(assetColumns);
+    // The album comes first, then its index; the planner must not turn them round.
+    sql += query.album ? " FROM collection c CROSS JOIN member m ON m.collection = c.id CROSS JOIN asset a "
+                         "ON a.id = m.asset WHERE c.identifier = ? AND c.folder = 0"
+                       : " FROM asset a WHERE 1";
     if (query.mediaType)
         sql += " AND a.media = ?";
-    auto run = database_.run(sql + orderFor(query));
-    if (album)
-        run.bind(album->row);
+    appendOrder(sql, query);
+    auto run = database_.run(sql);
+    if (query.album)
+        run.bind(std::string_view(*query.album));
     if (query.mediaType)
         run.bind(static_cast<std::int64_t>(*query.mediaType));
     run.bind(limitOf(query));
-    while (run.next())
+    while ((query.limit == 0 || found.size() < query.limit) && run.next())
         found.push_back(recordIn(run));
     return found;
 }
