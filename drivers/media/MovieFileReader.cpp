@@ -5,6 +5,10 @@
 #include "drivers/media/PictureLimits.h"
 #include "drivers/media/PictureScaler.h"
 
+extern "C" {
+#include <libavutil/display.h>
+}
+
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -118,6 +122,38 @@ public:
         return std::make_shared<CMSampleBuffer>(converted(*frame), time, sequence_++);
     }
 
+    std::shared_ptr<CVPixelBuffer> firstPicture()
+    {
+        const AVFrame* frame = pictures_.next();
+        if (!frame)
+            throw damaged("The movie " + path_ + " has no picture that can be read. Use another copy of the file.");
+        auto pixels = CVPixelBuffer::create(frame->width, frame->height, kCVPixelFormatType_32BGRA);
+        std::uint8_t* planes[4] { pixels->planes()[0].data };
+        const int strides[4] { static_cast<int>(pixels->planes()[0].stride) };
+        scaler_.convert(*frame, kindOf(*frame), planes, strides, { AV_PIX_FMT_BGRA, frame->width, frame->height });
+        return pixels;
+    }
+
+    /// As EXIF calls it.
+    int orientation() const
+    {
+        const std::uint8_t* matrix = av_stream_get_side_data(&pictures_.stream(), AV_PKT_DATA_DISPLAYMATRIX, nullptr);
+        if (!matrix)
+            return 1;
+        const double degrees
+            = av_display_rotation_get(reinterpret_cast<const std::int32_t*>(matrix)); // against the clock
+        switch (std::isfinite(degrees) ? (std::lround(degrees / 90) + 4) % 4 : 0) {
+        case 1:
+            return 8;
+        case 2:
+            return 3;
+        case 3:
+            return 6;
+        default:
+            return 1;
+        }
+    }
+
     void rewind() override
     {
         pictures_.rewind();
@@ -150,7 +186,7 @@ private:
         return rate.num > 0 ? av_rescale_q(1, av_inv_q(rate), pictures_.stream().time_base) : 1;
     }
 
-    std::shared_ptr<CVPixelBuffer> converted(const AVFrame& frame)
+    static PictureScaler::Kind kindOf(const AVFrame& frame)
     {
         const auto format = static_cast<AVPixelFormat>(frame.format);
         const bool full = frame.color_range == AVCOL_RANGE_JPEG || format == AV_PIX_FMT_YUVJ420P
@@ -158,12 +194,16 @@ private:
         constexpr int highDefinition = 720; // where movies that do not say use the newer matrix
         const bool unsaid = frame.colorspace == AVCOL_SPC_UNSPECIFIED;
         const int space = unsaid ? (frame.height >= highDefinition ? SWS_CS_ITU709 : SWS_CS_ITU601) : frame.colorspace;
+        return { format, frame.width, frame.height, full, space };
+    }
+
+    std::shared_ptr<CVPixelBuffer> converted(const AVFrame& frame)
+    {
         auto pixels = CVPixelBuffer::create(frame.width, frame.height, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange);
         std::uint8_t* planes[4] { pixels->planes()[0].data, pixels->planes()[1].data };
         const int strides[4] { static_cast<int>(pixels->planes()[0].stride),
             static_cast<int>(pixels->planes()[1].stride) };
-        scaler_.convert(frame, { format, frame.width, frame.height, full, space }, planes, strides,
-            { AV_PIX_FMT_NV12, frame.width, frame.height });
+        scaler_.convert(frame, kindOf(frame), planes, strides, { AV_PIX_FMT_NV12, frame.width, frame.height });
         return pixels;
     }
 
@@ -208,6 +248,14 @@ private:
     bool soundRead_ = false;
 };
 
+}
+
+std::shared_ptr<CVPixelBuffer> MovieFileReader::firstPicture(const std::string& path, int* orientation)
+{
+    libav::silence();
+    OpenMovie movie(path);
+    *orientation = movie.orientation();
+    return movie.firstPicture();
 }
 
 std::unique_ptr<MovieSource> MovieFileReader::open(const std::string& path)

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "drivers/media/PictureDecoder.h"
 
+#include "platform/ImageIO/ImageHeader.h"
+
+#include "drivers/media/DNGPicture.h"
 #include "drivers/media/JPEGPicture.h"
 #include "drivers/media/MediaErrors.h"
+#include "drivers/media/MovieFileReader.h"
 #include "drivers/media/PNGPicture.h"
 
 #include <fcntl.h>
@@ -11,6 +15,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace velmora::drivers::media {
@@ -86,21 +91,38 @@ std::shared_ptr<CVPixelBuffer> upright(std::shared_ptr<CVPixelBuffer> stored, in
     return result;
 }
 
+bool isMovie(const std::string& path)
+{
+    return imageHeaderOfFile(path).kind == ImageHeader::Movie;
+}
+
+std::shared_ptr<CVPixelBuffer> firstPicture(const std::string& path)
+{
+    int orientation = 1;
+    auto stored = MovieFileReader::firstPicture(path, &orientation);
+    return upright(std::move(stored), orientation);
+}
+
 }
 
 std::shared_ptr<CVPixelBuffer> PictureDecoder::decodeFile(const std::string& path)
 {
+    if (isMovie(path))
+        return firstPicture(path);
     return decode(OpenFile(path).content(path));
 }
 
 std::shared_ptr<CVPixelBuffer> PictureDecoder::decodeFileToCover(const std::string& path, int width, int height)
 {
+    if (isMovie(path))
+        return firstPicture(path);
     const auto data = OpenFile(path).content(path);
-    if (!isJPEG(data))
+    if (!isJPEG(data) && !isTIFF(data))
         return decode(data);
-    const int orientation = orientationOfJPEG(data);
-    const bool turned = orientation >= 5;
-    return upright(decodeJPEG(data, turned ? height : width, turned ? width : height), orientation);
+    const int orientation = isJPEG(data) ? orientationOfJPEG(data) : orientationOfTIFF(data);
+    if (orientation >= 5)
+        std::swap(width, height);
+    return upright(isJPEG(data) ? decodeJPEG(data, width, height) : decodeDNG(data, width, height), orientation);
 }
 
 std::shared_ptr<CVPixelBuffer> PictureDecoder::decode(std::span<const std::uint8_t> data)
@@ -109,9 +131,11 @@ std::shared_ptr<CVPixelBuffer> PictureDecoder::decode(std::span<const std::uint8
         return upright(decodeJPEG(data), orientationOfJPEG(data));
     if (isPNG(data))
         return upright(decodePNG(data), orientationOfPNG(data));
+    if (isTIFF(data))
+        return upright(decodeDNG(data), orientationOfTIFF(data));
     if (data.empty())
         throw damaged("The picture is empty. Use another copy of the file.");
-    throw damaged("The file is neither a JPEG nor a PNG picture. Convert it to one of the two.");
+    throw damaged("The file is no JPEG, PNG or DNG picture. Convert it to one of them.");
 }
 
 }

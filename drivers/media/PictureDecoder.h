@@ -5,7 +5,8 @@
 
 namespace velmora::drivers::media {
 
-/// Reads JPEG (baseline and progressive, colour and grey) and PNG (every kind; transparent parts over black).
+/// Reads JPEG (baseline and progressive, colour and grey), PNG (every kind; transparent parts over black), DNG (the
+/// sensor's samples developed, or a finished picture in the file), and the first picture of a movie.
 class VELMORA_EXPORT PictureDecoder : public ImageDecoder {
 public:
     std::shared_ptr<CVPixelBuffer> decodeFile(const std::string& path) override;

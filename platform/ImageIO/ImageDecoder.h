@@ -10,7 +10,7 @@
 
 namespace velmora {
 
-/// Reads pictures (JPEG, PNG) as 'BGRA', upright as their orientation tag says. From any thread.
+/// Reads pictures (JPEG, PNG, DNG, the first one of a movie file) as 'BGRA', upright as the file says. From any thread.
 class VELMORA_EXPORT ImageDecoder {
 public:
     virtual ~ImageDecoder() = default;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "drivers/media/MediaStillEncoder.h"
+#include "drivers/media/PictureDecoder.h"
 
 #include "tests/support/Pictures.h"
 #include "tests/support/Require.h"
@@ -8,7 +9,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstring>
+#include <random>
 #include <sstream>
 
 namespace velmora::tests {
@@ -208,6 +213,144 @@ TEST_F(DNG, RefusesWhatItCannotDescribe)
     EXPECT_NE(refused(pattern), "written");
     EXPECT_NE(refused(neutral), "written");
     EXPECT_NE(refused(empty), "written");
+}
+
+namespace {
+
+/// What a flat surface reads through each colour, from 0 to 1; the sensor has the primaries of sRGB.
+RawImage flat(double red, double green, double blue)
+{
+    RawImage raw = rawImage();
+    raw.colorMatrix = {};
+    raw.baselineExposure = 0;
+    const std::array light { red, green, blue };
+    const CVPixelBuffer::Plane& plane = raw.samples->planes()[0];
+    for (std::size_t y = 0; y < height; ++y)
+        for (std::size_t x = 0; x < width; ++x) {
+            const auto sample
+                = static_cast<std::uint16_t>(std::lround(528 + 15855 * light[raw.pattern[y % 2 * 2 + x % 2]]));
+            std::memcpy(plane.data + y * plane.stride + 2 * x, &sample, 2);
+        }
+    return raw;
+}
+
+std::shared_ptr<CVPixelBuffer> developed(const RawImage& raw)
+{
+    return drivers::media::PictureDecoder().decode(MediaStillEncoder().encodeDNG(raw, nullptr, {})->bytes());
+}
+
+using Colour = std::array<int, 3>;
+
+}
+
+TEST_F(DNG, DevelopsAGreySurfaceGreyAndAsBrightAsItIs)
+{
+    // A quarter of full light; sRGB shows it as 137.
+    const auto pixels = developed(flat(0.125, 0.25, 0.15625));
+    EXPECT_EQ(pixels->width(), 322);
+    EXPECT_EQ(pixels->height(), 200);
+    for (const auto& [x, y] : { std::pair { 0, 0 }, { 1, 0 }, { 0, 1 }, { 161, 100 }, { 321, 199 } })
+        EXPECT_EQ(colourAt(*pixels, x, y), (Colour { 137, 137, 137 })) << x << ' ' << y;
+}
+
+TEST_F(DNG, DevelopsWithTheExposureThatTheFileAsksFor)
+{
+    RawImage raw = flat(0.125, 0.25, 0.15625);
+    raw.baselineExposure = 1;
+    EXPECT_NEAR(colourAt(*developed(raw), 10, 10)[1], 188, 1); // half of full light
+}
+
+TEST_F(DNG, WhatIsFullInOneColourIsWhiteAndNotTinted)
+{
+    EXPECT_EQ(colourAt(*developed(flat(1, 1, 1)), 10, 10), (Colour { 255, 255, 255 }));
+}
+
+TEST_F(DNG, DevelopsColoursWhereTheyWere)
+{
+    EXPECT_EQ(colourAt(*developed(flat(0.5, 0, 0)), 10, 11), (Colour { 255, 0, 0 }));
+    EXPECT_EQ(colourAt(*developed(flat(0, 1, 0)), 11, 10), (Colour { 0, 255, 0 }));
+    EXPECT_EQ(colourAt(*developed(flat(0, 0, 0.15625)), 10, 10), (Colour { 0, 0, 137 }));
+}
+
+TEST_F(DNG, TakesTheSensorsOwnColoursToThoseOfTheScreen)
+{
+    // A sensor whose red lets half as much green through as red: what it sees as red and green is pure red, and green
+    // alone is taken back out of it. Its matrix from XYZ is that of sRGB with half of the second row added to the
+    // first.
+    RawImage raw = flat(0.25, 0.25, 0);
+    raw.asShotNeutral = { 1, 1, 1 };
+    raw.colorMatrix = { 2.7561, -0.5993, -0.4778, -0.9689, 1.8758, 0.0415, 0.0557, -0.2040, 1.0570 };
+    // Made neutral, its red is two thirds red and one third green: 0.25 = 2/3 r + 1/3 g, and g is 0.25.
+    const auto colour = colourAt(*developed(raw), 10, 10);
+    EXPECT_NEAR(colour[0], 137, 1);
+    EXPECT_NEAR(colour[1], 137, 1);
+    EXPECT_NEAR(colour[2], 0, 1);
+    raw = flat(0.25, 0, 0);
+    raw.asShotNeutral = { 1, 1, 1 };
+    raw.colorMatrix = { 2.7561, -0.5993, -0.4778, -0.9689, 1.8758, 0.0415, 0.0557, -0.2040, 1.0570 };
+    EXPECT_NEAR(colourAt(*developed(raw), 10, 10)[0], 165, 1); // 0.25 * 3 / 2
+}
+
+TEST_F(DNG, AsManyPixelsAreMadeAsAreAskedFor)
+{
+    drivers::media::PictureDecoder decoder;
+    // Upright it is 200 by 322. There is a small picture of 640 by 480 in the one, and none in the other.
+    const auto with = file(rawImage(), true);
+    EXPECT_EQ(decoder.decodeFileToCover(with, 480, 640)->width(), 480);
+    EXPECT_EQ(decoder.decodeFileToCover(with, 481, 640)->width(), 200);
+    EXPECT_EQ(decoder.decodeFile(with)->height(), 322);
+    const auto without = file(rawImage(), false);
+    EXPECT_EQ(decoder.decodeFileToCover(without, 100, 161)->width(), 100);
+    EXPECT_EQ(decoder.decodeFileToCover(without, 101, 161)->width(), 200);
+    EXPECT_EQ(decoder.decodeFileToCover(without, 100, 162)->height(), 322);
+}
+
+TEST_F(DNG, ASmallPictureStandsForSamplesThatNobodyHereUnpacks)
+{
+    const auto path = file(rawImage(), true);
+    Bytes bytes = bytesOfFile(path);
+    const Bytes uncompressed { 0x03, 0x01, 3, 0, 1, 0, 0, 0, 1, 0 };
+    std::vector<std::size_t> places;
+    for (auto at = bytes.begin();
+         (at = std::search(at, bytes.end(), uncompressed.begin(), uncompressed.end())) != bytes.end(); ++at)
+        places.push_back(static_cast<std::size_t>(at - bytes.begin()));
+    ASSERT_GE(places.size(), 2U);
+    int small = 0;
+    for (const std::size_t place : places) {
+        Bytes changed = bytes;
+        changed[place + 8] = 7; // JPEG, which of sixteen bits means a kind without loss
+        const auto pixels = drivers::media::PictureDecoder().decode(changed);
+        EXPECT_TRUE(pixels->width() == 480 || pixels->width() == 200) << pixels->width();
+        small += pixels->width() == 480 ? 1 : 0;
+    }
+    EXPECT_EQ(small, 1);
+}
+
+TEST_F(DNG, SurvivesDamageOfEveryKind)
+{
+    const Bytes whole = bytesOfFile(file(flat(0.1, 0.2, 0.1), true));
+    drivers::media::PictureDecoder decoder;
+    std::mt19937 random(1);
+    int read = 0, refused = 0;
+    const auto attempt = [&](const Bytes& bytes) {
+        try {
+            read += decoder.decode(bytes) ? 1 : 0;
+        } catch (const NSError& error) {
+            refused += error.localizedDescription().empty() ? 0 : 1;
+        }
+    };
+    for (int i = 0; i < 100; ++i) {
+        Bytes changed = whole;
+        // The tags stand at the end, and between the two pictures.
+        for (int k = 0; k < 10; ++k)
+            changed[changed.size() - 1 - random() % 2000] = static_cast<std::uint8_t>(random());
+        attempt(changed);
+        changed = whole;
+        changed.resize(random() % whole.size());
+        attempt(changed);
+    }
+    EXPECT_EQ(read + refused, 200);
+    EXPECT_GT(refused, 20);
 }
 
 }

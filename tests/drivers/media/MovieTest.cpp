@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "drivers/media/MovieFileReader.h"
 #include "drivers/media/MovieFileWriter.h"
+#include "drivers/media/PictureDecoder.h"
 
 #include "tests/support/Pictures.h"
 #include "tests/support/Require.h"
@@ -12,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cmath>
 #include <csignal>
@@ -598,6 +600,32 @@ TEST_F(Movie, SurvivesDamageOfEveryKind)
     }
     EXPECT_GT(recovered, 50);
     EXPECT_GT(refused, 50);
+}
+
+TEST_F(Movie, ItsFirstPictureIsShownUpright)
+{
+    // The left half is white; the player turns it on top with 90 degrees, and so on round the clock.
+    constexpr std::array<std::pair<int, int>, 4> white { { { 10, 120 }, { 120, 10 }, { 310, 120 }, { 120, 310 } } };
+    for (int quarters = 0; quarters < 4; ++quarters) {
+        MovieSettings with = settings();
+        with.rotation = 90 * quarters;
+        auto half = frame(0, 320, 240, 0);
+        const CVPixelBuffer::Plane& luma = half->imageBuffer()->planes()[0];
+        for (std::size_t y = 0; y < 240; ++y)
+            std::fill_n(luma.data + y * luma.stride, 160, std::uint8_t { 255 });
+        const auto name = folder.file(std::to_string(quarters) + ".mov");
+        const auto file = MovieFileWriter().open(name, with);
+        file->append(*half);
+        file->append(*frame(0.1, 320, 240, 128));
+        file->finish(std::nullopt);
+
+        const auto picture = drivers::media::PictureDecoder().decodeFileToCover(name, 64, 64);
+        EXPECT_EQ(picture->pixelFormat(), kCVPixelFormatType_32BGRA);
+        EXPECT_EQ(picture->width(), quarters % 2 == 0 ? 320 : 240);
+        const auto [x, y] = white[static_cast<std::size_t>(quarters)];
+        EXPECT_GT(colourAt(*picture, x, y)[1], 200) << quarters;
+        EXPECT_LT(colourAt(*picture, picture->width() - 1 - x, picture->height() - 1 - y)[1], 50) << quarters;
+    }
 }
 
 }

@@ -277,7 +277,7 @@ TEST(PictureDecoder, SaysThatAnEmptyFileIsEmpty)
 TEST(PictureDecoder, RefusesWhatIsNeitherJPEGNorPNG)
 {
     EXPECT_EQ(refusal({ 'G', 'I', 'F', '8', '9', 'a', 0, 0 }),
-        "The file is neither a JPEG nor a PNG picture. Convert it to one of the two.");
+        "The file is no JPEG, PNG or DNG picture. Convert it to one of them.");
 }
 
 TEST(PictureDecoder, RefusesTruncatedPictures)

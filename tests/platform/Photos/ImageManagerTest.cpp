@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "platform/AVFoundation/MovieWriter.h"
 #include "platform/AVFoundation/StillEncoder.h"
 #include "platform/CoreGraphics/CGImage.h"
 #include "platform/Photos/PHAsset.h"
@@ -307,6 +308,37 @@ TEST_F(ImagesOfFiles, ATooSmallThumbnailIsTheDegradedAnswer)
     clock.advance(0);
     EXPECT_THAT(answers.said(), ElementsAre("degraded", "final"));
     EXPECT_EQ(sizeOf(answers.all[0]), (std::array { 128, 96 }));
+}
+
+TEST_F(ImagesOfFiles, AMovieShowsItsFirstPictureAndHasAThumbnail)
+{
+    MovieSettings settings;
+    settings.dimensions = { 320, 240 };
+    AssetRecord record;
+    record.mediaType = PHAssetMediaTypeVideo;
+    record.files = { folder.file("movie.mov") };
+    const auto movie = MovieWriter::installed()->open(record.files.front(), settings);
+    movie->append(CMSampleBuffer(tests::as420f(*tests::wavyPicture(320, 240)), CMTimeMake(0, 30), 0));
+    movie->finish(std::nullopt);
+
+    request(make<PHAsset>(record), { 160, 160 });
+    clock.advance(1);
+    EXPECT_THAT(answers.said(), ElementsAre("final"));
+    EXPECT_EQ(sizeOf(answers.all.back()), (std::array { 214, 160 }));
+    EXPECT_EQ(thumbnails().size(), 1U);
+}
+
+TEST_F(ImagesOfFiles, ARAWPictureAloneIsShownToo)
+{
+    RawImage raw;
+    raw.samples = CVPixelBuffer::create(320, 240, kCVPixelFormatType_14Bayer_BGGR);
+    AssetRecord record;
+    record.files = { folder.write("raw.dng", StillEncoder::installed()->encodeDNG(raw, nullptr, {})->bytes()) };
+
+    request(make<PHAsset>(record), { 160, 120 });
+    clock.advance(1);
+    EXPECT_THAT(answers.said(), ElementsAre("final"));
+    EXPECT_EQ(sizeOf(answers.all.back()), (std::array { 160, 120 }));
 }
 
 TEST_F(ImagesOfFiles, AFileThatCannotBeShownIsNilWithTheReason)
