@@ -82,8 +82,8 @@ void QVCameraController::beginCapturingVideoWithLimit(const CMTime& limit, Movie
         if (!output)
             return;
         output->setMaxRecordedDuration(limit);
-        if (!disableLocationProvider_)
-            output->setLocation(locationProvider_->currentLocation());
+        // Also none: the output would keep the place of the recording before.
+        output->setLocation(disableLocationProvider_ ? nullptr : locationProvider_->currentLocation());
         output->startRecordingToOutputFileURL(file, weakFromThis(*this));
     });
 }

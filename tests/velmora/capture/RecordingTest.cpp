@@ -26,6 +26,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
+using testing::Not;
 using testing::SizeIs;
 
 /// Movies go to a folder of the test's own.
@@ -96,6 +97,20 @@ TEST_F(Recording, PreparingPutsTheMovieOutputInThePlaceOfTheDataOutputs)
     EXPECT_EQ(output<AVCaptureVideoDataOutput>(), nullptr);
     EXPECT_EQ(output<AVCaptureAudioDataOutput>(), nullptr);
     EXPECT_NE(output<AVCapturePhotoOutput>(), nullptr); // the modes share the session with it
+    EXPECT_FALSE(controller->recommendedVideoSettingsForAssetWriterWithOutputFileType(AVFileTypeQuickTimeMovie));
+    EXPECT_FALSE(controller->recommendedAudioSettingsForAssetWriterWithOutputFileType(AVFileTypeQuickTimeMovie));
+}
+
+TEST_F(Recording, BothModesLeaveTheMetadataOutputWhereItIs)
+{
+    construct(QVCameraCaptureIntentStillImage | QVCameraCaptureIntentFaceDetection);
+    const auto faces = output<AVCaptureMetadataOutput>();
+    ASSERT_NE(faces, nullptr);
+    controller->prepareToCaptureVideo();
+    EXPECT_EQ(output<AVCaptureMetadataOutput>(), faces);
+    controller->prepareToReceiveSampleBuffers(QVSampleBufferTypeVideo);
+    EXPECT_EQ(output<AVCaptureMetadataOutput>(), faces);
+    EXPECT_NE(output<AVCapturePhotoOutput>(), nullptr);
 }
 
 TEST_F(Recording, PreparingTwiceIsPreparingOnce)
@@ -144,12 +159,13 @@ TEST_F(Recording, BeforeAnyPreparationTheDurationHasAllFieldsZero)
 TEST_F(Recording, TheFileIsNamedAfterTheMomentInTheTemporaryFolder)
 {
     prepareAndStart();
+    clock.advance(0.25); // 2026-01-02 03:04:05.25, in seconds since 2001
     controller->beginCapturingVideo(nullptr);
     clock.advance(0.5);
     endAndSettle();
     ASSERT_THAT(ended, SizeIs(1));
     EXPECT_FALSE(ended[0].error);
-    EXPECT_THAT(ended[0].path, MatchesRegex(folder.path() + "/QVCameraRecording-[0-9]+\\.[0-9]{6}\\.mov"));
+    EXPECT_EQ(ended[0].path, folder.file("QVCameraRecording-789015845.250000.mov"));
     EXPECT_THAT(movies(), SizeIs(1));
 }
 
@@ -236,6 +252,18 @@ TEST_F(Recording, WhatTheEncoderCannotKeepUpWithIsCountedAsDropped)
     EXPECT_EQ(counts.late, 7U);
 }
 
+TEST_F(Recording, ALimitIsThatOfOneRecording)
+{
+    prepareAndStart();
+    controller->beginCapturingVideoWithLimit(CMTimeMake(1, 2), noting("limited"));
+    clock.advance(1);
+    ASSERT_THAT(names(), ElementsAre("limited"));
+    controller->beginCapturingVideo(noting("unlimited"));
+    clock.advance(1);
+    EXPECT_TRUE(controller->isCapturingVideo());
+    EXPECT_THAT(names(), ElementsAre("limited"));
+}
+
 TEST_F(Recording, TheHandlerIsNotClearedSoThatALaterRecordingMayCallItAgain)
 {
     prepareAndStart();
@@ -290,6 +318,25 @@ TEST_F(Recording, TheMovieHasItsFramesItsSoundItsTurnAndItsTags)
     EXPECT_THAT(probe("stream_side_data=rotation"), HasSubstr("-90")); // held upright
     EXPECT_THAT(probe("format_tags"), HasSubstr("+35.011600+135.768100/"));
     EXPECT_THAT(probe("format_tags=creation_time"), MatchesRegex("20[0-9]{2}-.*\n"));
+}
+
+TEST_F(Recording, WithADisabledLocationProviderItDoesNotSayWhere)
+{
+    if (!requireTool("ffprobe"))
+        return;
+    phone.moveTo({ make<CLLocation>(35.0116, 135.7681) });
+    prepareAndStart();
+    clock.advance(0.5);
+    controller->beginCapturingVideo(nullptr); // this one does
+    clock.advance(0.5);
+    controller->endCapturingVideo(nullptr);
+    settle();
+    controller->setDisableLocationProvider(true);
+    controller->beginCapturingVideo(nullptr);
+    clock.advance(0.5);
+    endAndSettle();
+    ASSERT_THAT(ended, SizeIs(1));
+    EXPECT_THAT(probe("format_tags"), Not(HasSubstr("+35.0116")));
 }
 
 TEST_F(Recording, WithoutAMicrophoneThereIsNoSound)
@@ -462,10 +509,10 @@ TEST_F(Recording, WhatACrashLeftIsCompletedWhenTheFirstControllerIsMade)
         MovieSettings settings;
         settings.dimensions = { 160, 120 };
         const auto file = MovieWriter::installed()->open(path, settings);
+        // One picture: at a change of scene the encoder would begin another fragment.
+        const auto picture = CVPixelBuffer::create(160, 120, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange);
         for (int i = 0; i < 90; ++i)
-            file->append(
-                *make<CMSampleBuffer>(CVPixelBuffer::create(160, 120, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange),
-                    CMTimeMake(i, 30), static_cast<std::uint64_t>(i)));
+            file->append(*make<CMSampleBuffer>(picture, CMTimeMake(i, 30), static_cast<std::uint64_t>(i)));
     } // never finished
     ProcessState::reset(); // as in a new process
     construct();
