@@ -285,6 +285,8 @@ void QVSlider::setPointPositions(std::optional<std::vector<float>> values)
 
 float QVSlider::_permittedValueAtPosition(CGPoint point) const
 {
+    if (!permittedValues_ || permittedValues_->empty())
+        return 0;
     const CGPoint onTrack = convertPointToView(point, trackView_);
     const CGSize track = trackView_->bounds().size;
     double place = 0, length = 0;

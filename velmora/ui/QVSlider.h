@@ -96,7 +96,7 @@ public:
     void _updateValueLabel();
     void _updateColors();
     void _setValueLabelVisible(bool visible);
-    /// `point` is in the slider's coordinates.
+    /// `point` is in the slider's coordinates; 0 without permitted values.
     float _permittedValueAtPosition(CGPoint point) const;
 
 protected:

@@ -11,6 +11,7 @@
 #include "platform/UIKit/UIImage.h"
 #include "platform/UIKit/UIImageView.h"
 #include "platform/UIKit/UILabel.h"
+#include "platform/UIKit/UILongPressGestureRecognizer.h"
 #include "platform/UIKit/UIPanGestureRecognizer.h"
 #include "platform/UIKit/UIVisualEffect.h"
 #include "platform/UIKit/UIVisualEffectView.h"
@@ -21,6 +22,7 @@
 
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -116,14 +118,35 @@ TEST_F(Slider, IsMadeOfAnEffectATrackALabelAndAKnobOnTop)
     EXPECT_EQ(slider->subviews()[2], label());
     EXPECT_EQ(slider->subviews()[3], knob());
     EXPECT_EQ(effects()->autoresizingMask(), 18);
+    EXPECT_EQ(effects()->frame(), CGRectMake(0, 0, 340, 40));
+    EXPECT_FALSE(track()->isOpaque());
+    EXPECT_EQ(track()->contentMode(), 3);
+    EXPECT_EQ(knob()->contentMode(), 3);
+    EXPECT_TRUE(label()->backgroundColor()->isEqual(UIColor::clearColor().get()));
     const auto vibrancy = std::dynamic_pointer_cast<UIVibrancyEffect>(effects()->effect());
     ASSERT_NE(vibrancy, nullptr);
     EXPECT_EQ(vibrancy->blurEffect()->style(), 1);
     EXPECT_EQ(dotInEffects()->bounds().size, CGSizeMake(8, 8));
     EXPECT_EQ(dotInEffects()->layer()->cornerRadius(), 4);
+    EXPECT_TRUE(dotInEffects()->clipsToBounds());
     EXPECT_TRUE(label()->isHidden());
     EXPECT_EQ(label()->font()->pointSize(), 18);
     EXPECT_TRUE(label()->font()->isBold());
+}
+
+TEST_F(Slider, TheKnobHearsPansAndAtOncePressesThatMayGoFar)
+{
+    const auto& recognizers = knob()->gestureRecognizers();
+    ASSERT_EQ(recognizers.size(), 2U);
+    EXPECT_NE(std::dynamic_pointer_cast<UIPanGestureRecognizer>(recognizers[0]), nullptr);
+    const auto press = std::dynamic_pointer_cast<UILongPressGestureRecognizer>(recognizers[1]);
+    ASSERT_NE(press, nullptr);
+    EXPECT_EQ(press->allowableMovement(), 100);
+    EXPECT_EQ(press->minimumPressDuration(), 0);
+    EXPECT_EQ(recognizers[0]->delegate(), slider);
+    EXPECT_EQ(press->delegate(), slider);
+    EXPECT_TRUE(slider->shouldRecognizeSimultaneously(press, recognizers[0]));
+    EXPECT_TRUE(knob()->isUserInteractionEnabled());
 }
 
 TEST_F(Slider, TheKnobIsOneAndAHalfTimesAsLongAndTheInsetsAreHalfItsHeight)
@@ -150,6 +173,14 @@ TEST_F(Slider, AValueGrowsToTheRightOrUpwards)
     makeVertical();
     slider->setCurrentValue(0.25F);
     EXPECT_EQ(knob()->center(), CGPointMake(20, 240)); // 30 + 280 * 0.75
+}
+
+TEST_F(Slider, WhereAValueLiesIsFoundFromSinglePrecisionDifferences)
+{
+    slider->setMinimumValue(-1);
+    slider->setMaximumValue(33554432.0F); // 33554433 above the minimum has no float: 33554432
+    slider->setCurrentValue(16777216.0F);
+    EXPECT_EQ(knob()->center().x, 170);
 }
 
 TEST_F(Slider, TheKnobMovesAtALayoutOnlyWhenThatLayoutSizedIt)
@@ -185,6 +216,14 @@ TEST_F(Slider, SettingAValueNeitherSnapsNorSendsAnEvent)
     slider->setCurrentValue(0.4F);
     EXPECT_EQ(slider->currentValue(), 0.4F);
     EXPECT_TRUE(events.empty());
+}
+
+TEST_F(Slider, SettingAValueBringsTheLabelUpToDate)
+{
+    formatPlainly();
+    slider->setCurrentValue(0.25F);
+    EXPECT_EQ(label()->text(), "25");
+    EXPECT_EQ(label()->center(), CGPointMake(95, -10));
 }
 
 TEST_F(Slider, NaNIsIgnored)
@@ -240,6 +279,23 @@ TEST_F(Slider, ADragStopsAtTheEnds)
     EXPECT_EQ(knob()->center().x, 320);
 }
 
+TEST_F(Slider, WithoutRoomBetweenTheInsetsADragEndsAtTheUpperLimit)
+{
+    slider->setFrame(CGRectMake(20, 100, 30, 40)); // from 20 to 10
+    slider->layoutIfNeeded();
+    const auto pan = std::dynamic_pointer_cast<UIPanGestureRecognizer>(knob()->gestureRecognizers().front());
+    pan->drive(UIGestureRecognizerStateChanged, { 15, 20 }, slider);
+    EXPECT_EQ(knob()->center().x, 10);
+}
+
+TEST_F(Slider, ACancelledDragKeepsItsValueAndSendsNoEnd)
+{
+    dragTo({ 95, 20 });
+    cancelTouch({ 20 + 95, 120 });
+    EXPECT_NEAR(slider->currentValue(), 0.25, 1e-6);
+    EXPECT_EQ(events, (std::vector<int> { 1, 4096 }));
+}
+
 TEST_F(Slider, AnUprightDragGrowsUpwards)
 {
     makeVertical();
@@ -269,6 +325,7 @@ TEST_F(Slider, SnapsByTheCountOfValuesAndTheLastOneTakesEverythingBeyond)
     const auto at = [this](double trackX) { return slider->_permittedValueAtPosition({ 22 + trackX, 20 }); };
     EXPECT_EQ(at(0), 1);
     EXPECT_EQ(at(49.9), 1);
+    EXPECT_EQ(at(49.999999), 2); // a half in single precision
     EXPECT_EQ(at(50), 2); // halves away from zero
     EXPECT_EQ(at(149), 2);
     EXPECT_EQ(at(150), 4);
@@ -285,12 +342,22 @@ TEST_F(Slider, ANegativeIndexSelectsTheLastValue)
 
 TEST_F(Slider, WithSeventyFiveValuesTheLeftmostFingerSelectsTheLast)
 {
-    std::vector<double> values(76);
-    for (std::size_t i = 0; i < values.size(); ++i)
-        values[i] = static_cast<double>(i);
-    slider->setPermittedValues(values);
-    dragTo({ -100, 20 });
-    EXPECT_EQ(slider->currentValue(), 75);
+    const auto leftmostOf = [this](std::size_t count) {
+        std::vector<double> values(count);
+        std::iota(values.begin(), values.end(), 1);
+        slider->setPermittedValues(values);
+        return slider->_permittedValueAtPosition({ 20, 20 }); // 2 points before the track
+    };
+    EXPECT_EQ(leftmostOf(74), 1);
+    EXPECT_EQ(leftmostOf(75), 75); // half of the 4 points that one value has
+}
+
+TEST_F(Slider, WithoutPermittedValuesNoneIsSelected)
+{
+    slider->setMinimumValue(2);
+    EXPECT_EQ(slider->_permittedValueAtPosition({ 200, 20 }), 0);
+    slider->setPermittedValues(std::vector<double> {});
+    EXPECT_EQ(slider->_permittedValueAtPosition({ 200, 20 }), 0);
 }
 
 TEST_F(Slider, AnUprightSliderSnapsFromTheBottomOfItsTrack)
@@ -349,6 +416,8 @@ TEST_F(Slider, EmptyPermittedValuesMakeBothBoundsZero)
     slider->setPermittedValues(std::vector<double> {});
     EXPECT_EQ(slider->minimumValue(), 0);
     EXPECT_EQ(slider->maximumValue(), 0);
+    slider->setPermittedValues({ { 1, 2 } }); // an empty array is no array of one
+    EXPECT_EQ(slider->maximumValue(), 2);
 }
 
 TEST_F(Slider, SettingABoundForgetsThePermittedValuesAndDoesNotLayOut)
@@ -384,7 +453,11 @@ TEST_F(Slider, EndImagesAreTemplatesAndStandAtTheSidesOppositeToTheirInsets)
     EXPECT_EQ(minimum->frame(), CGRectMake(300, 0, 40, 10)); // at the right
     EXPECT_EQ(maximum->frame(), CGRectMake(0, 0, 40, 16)); // at the left
     EXPECT_EQ(track()->frame(), CGRectMake(20 + 10 + 2, 0, 300 - 10 - 16, 40));
+    slider->setNeedsLayout();
+    slider->layoutIfNeeded();
+    EXPECT_EQ(track()->frame(), CGRectMake(20 + 40 + 2, 0, 300 - 40 - 40, 40)); // the widths that they were given
     makeVertical();
+    EXPECT_EQ(track()->frame(), CGRectMake(0, 30 + 10 + 2, 40, 280 - 10 - 16));
     EXPECT_EQ(minimum->frame().origin.y, 340 - minimum->bounds().size.height); // at the bottom
     EXPECT_EQ(maximum->frame().origin.y, 0);
 }
@@ -412,6 +485,7 @@ TEST_F(Slider, ANilImageOnlyClearsTheStoredOneAndItsViewLeaves)
 TEST_F(Slider, DisabledItIsDimmedAndHasNoKnob)
 {
     slider->setEnabled(false);
+    EXPECT_FALSE(slider->isEnabled());
     EXPECT_EQ(slider->tintAdjustmentMode(), UIViewTintAdjustmentModeDimmed);
     EXPECT_TRUE(knob()->isHidden());
     EXPECT_TRUE(dotInEffects()->isHidden());
@@ -462,6 +536,30 @@ TEST_F(Slider, SetInactiveColorDoesNotRefresh)
     EXPECT_TRUE(knob()->tintColor()->isEqual(UIColor::blueColor().get()));
 }
 
+TEST_F(Slider, AwakenedItHasItsColours)
+{
+    slider->setInactiveColor(UIColor::blueColor());
+    slider->awakeFromNib();
+    EXPECT_TRUE(knob()->tintColor()->isEqual(UIColor::blueColor().get()));
+}
+
+TEST_F(Slider, AnAnimatedInvocationChangesItsColoursInAQuarterOfASecond)
+{
+    const auto dot = dotInEffects();
+    slider->setInactiveColor(UIColor::blackColor());
+    slider->_updateColors();
+    slider->setInactiveColor(UIColor::whiteColor());
+    slider->setInvoked(true, true);
+    const auto shownRed = [&] { return dot->layer()->presentationLayer()->backgroundColor()->red; };
+    clock.advance(0.125); // the middle of an even curve
+    EXPECT_NEAR(shownRed(), 0.5, 0.001);
+    clock.advance(0.126);
+    EXPECT_EQ(shownRed(), 1);
+    slider->setInactiveColor(UIColor::blackColor());
+    slider->setInvoked(false); // at once
+    EXPECT_EQ(shownRed(), 0);
+}
+
 TEST_F(Slider, IdleItShowsItsValueWhereThatIsWished)
 {
     formatPlainly();
@@ -474,6 +572,17 @@ TEST_F(Slider, IdleItShowsItsValueWhereThatIsWished)
     clock.advance(1);
     EXPECT_TRUE(label()->isHidden());
     EXPECT_EQ(label()->transform(), CGAffineTransform {});
+}
+
+TEST_F(Slider, WithoutAFormatterTheIdleLabelIsShownWithoutAText)
+{
+    slider->setValueDisplayStyle(QVSliderValueDisplayStyleWhenIdle);
+    slider->setInvoked(false);
+    EXPECT_FALSE(label()->isHidden());
+    EXPECT_EQ(label()->text(), std::nullopt);
+    slider->setInvoked(true);
+    clock.advance(1);
+    EXPECT_TRUE(label()->isHidden());
 }
 
 TEST_F(Slider, TheLabelStandsAboveOrToTheLeftAndFartherWhileInvoked)
@@ -498,13 +607,28 @@ TEST_F(Slider, TheLabelPopsOutWithASpring)
     EXPECT_NEAR(shown().a, 0.1, 1e-3);
     EXPECT_NEAR(shown().ty, 35, 0.1);
     double largest = 0;
-    for (int i = 0; i < 15; ++i) {
+    for (int i = 0; i < 14; ++i) {
         clock.advance(0.05);
         largest = std::max(largest, shown().a);
     }
     EXPECT_GT(largest, 1.05); // it swings over
-    clock.advance(0.01);
+    EXPECT_NE(shown(), CGAffineTransform {});
+    clock.advance(0.06);
     EXPECT_EQ(shown(), CGAffineTransform {});
+}
+
+TEST_F(Slider, TheLabelGoesInAQuarterOfASecond)
+{
+    slider->_setValueLabelVisible(true);
+    clock.advance(1);
+    slider->_setValueLabelVisible(false);
+    clock.advance(0.125); // the middle of an even curve
+    EXPECT_NEAR(label()->layer()->presentationLayer()->affineTransform().a, 0.55, 0.001);
+    clock.advance(0.12);
+    EXPECT_FALSE(label()->isHidden());
+    clock.advance(0.01);
+    EXPECT_TRUE(label()->isHidden());
+    EXPECT_EQ(label()->transform(), CGAffineTransform {});
 }
 
 TEST_F(Slider, TheHiddenTransformIsAScaleAndAShiftThatIsNotScaled)
@@ -616,7 +740,11 @@ TEST_F(SliderKnob, FullItHasAClearRingAroundADot)
     EXPECT_EQ(shape(0)->path()->boundingBox(), CGRectMake(10, 0, 40, 40));
     EXPECT_EQ(shape(0)->fillRule(), kCAFillRuleEvenOdd);
     EXPECT_EQ(colorAt(30, 20)[0], 255); // the dot, 4 points wide
+    EXPECT_GT(colorAt(31, 20)[0], 150);
+    EXPECT_LT(colorAt(32, 20)[0], 60);
     EXPECT_EQ(colorAt(34, 20)[0], 0); // the ring, 4 to 12
+    EXPECT_LT(colorAt(35, 20)[0], 60);
+    EXPECT_GT(colorAt(36, 20)[0], 150);
     EXPECT_EQ(colorAt(38, 20)[0], 255); // the disc
     EXPECT_EQ(colorAt(52, 20)[0], 0); // beyond
 }
@@ -640,6 +768,16 @@ TEST_F(SliderKnob, GrowingAddsAnAnimationWithoutAVisibleEffect)
     EXPECT_EQ(animation->duration(), 0.5);
     EXPECT_EQ(animation->toValue(), CAValue(static_cast<double>(0.1F)));
     EXPECT_TRUE(knob->layer()->needsDisplay());
+}
+
+TEST_F(SliderKnob, OnlyGrowingAddsIt)
+{
+    knob->setShrunk(true);
+    EXPECT_EQ(shape(1)->animationForKey("shrink"), nullptr);
+    knob->setShrunk(false);
+    shape(1)->removeAllAnimations();
+    knob->setShrunk(false);
+    EXPECT_EQ(shape(1)->animationForKey("shrink"), nullptr);
 }
 
 TEST_F(SliderKnob, ItsTintIsTheDiscsColourAtOnce)
@@ -682,6 +820,16 @@ TEST_F(SliderTrack, DotsOfSixPointsStandAtTheirFractions)
     EXPECT_EQ(colorAt(96, 8)[0], 255);
     EXPECT_EQ(colorAt(54, 8)[0], 0);
     EXPECT_EQ(colorAt(50, 6)[0], 0);
+}
+
+TEST_F(SliderTrack, WithDotsTheLineBeginsOnePointLater)
+{
+    track->setPointPositions({ 0.5 });
+    render();
+    EXPECT_EQ(colorAt(1, 10)[0], 0); // without dots the cap reaches here
+    EXPECT_GT(colorAt(2, 10)[0], 100);
+    EXPECT_EQ(colorAt(98, 10)[0], 0);
+    EXPECT_GT(colorAt(97, 10)[0], 100);
 }
 
 TEST_F(SliderTrack, UprightFractionsCountFromTheBottom)
