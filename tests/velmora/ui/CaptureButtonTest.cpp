@@ -96,6 +96,7 @@ TEST_F(CaptureButton, DisabledItHasTheStoredColourUntilItIsEnabled)
     button->setDisabledColor(UIColor::blueColor());
     EXPECT_EQ(disc()->backgroundColor(), red()); // it does not repaint
     button->setEnabled(false);
+    EXPECT_FALSE(button->isEnabled());
     EXPECT_EQ(ring()->strokeColor(), UIColor::blueColor()->cgColor());
     EXPECT_EQ(disc()->backgroundColor(), UIColor::blueColor()->cgColor());
     button->setEnabled(true);
@@ -113,6 +114,7 @@ TEST_F(CaptureButton, PressedItShrinksAndGreysAndLosesItsRingInHalfASecond)
     clock.advance(0.26);
     EXPECT_EQ(disc()->backgroundColor(), lightGray());
     EXPECT_NEAR(disc()->transform().m11, 0.7, 1e-7);
+    EXPECT_NEAR(disc()->transform().m22, 0.7, 1e-7);
     EXPECT_NEAR(disc()->transform().m33, 0.7, 1e-7);
     EXPECT_EQ(ring()->opacity(), 0);
 }
@@ -137,6 +139,18 @@ TEST_F(CaptureButton, ReleasedItIsAsBeforeAndSendsTouchUpInside)
     EXPECT_EQ(disc()->presentationLayer()->backgroundColor(), red());
     EXPECT_TRUE(CATransform3DIsIdentity(disc()->transform()));
     EXPECT_EQ(ring()->opacity(), 1);
+}
+
+TEST_F(CaptureButton, ReleasedEarlyItGoesBackFromWhereItIs)
+{
+    touchDown({ 136, 236 });
+    clock.advance(0.25);
+    lift({ 136, 236 });
+    EXPECT_NEAR(ring()->presentationLayer()->opacity(), 0.5, 0.001);
+    clock.advance(0.25); // the middle of an even curve
+    EXPECT_NEAR(ring()->presentationLayer()->opacity(), 0.75, 0.001);
+    clock.advance(0.26);
+    EXPECT_EQ(ring()->presentationLayer()->opacity(), 1);
 }
 
 TEST_F(CaptureButton, ACancelledTouchLeavesThePressedLookUntilTheNextTouchEnds)

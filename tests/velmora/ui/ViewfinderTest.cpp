@@ -3,7 +3,9 @@
 
 #include "platform/AVFoundation/AVCaptureSession.h"
 #include "platform/AVFoundation/AVCaptureVideoPreviewLayer.h"
+#include "platform/CoreGraphics/CGImage.h"
 #include "platform/UIKit/UIFont.h"
+#include "platform/UIKit/UIImage.h"
 #include "platform/UIKit/UILabel.h"
 
 #include "tests/support/PhoneWindowTest.h"
@@ -107,6 +109,7 @@ TEST_F(Viewfinder, TheMessagesBackgroundIsTheStoredShutterColourAndNoneIsNone)
     view->setShutterColor(UIColor::blueColor());
     view->setVideoPreviewLayer(preview);
     EXPECT_TRUE(view->backgroundColor()->isEqual(UIColor::blueColor().get()));
+    EXPECT_EQ(view->subviews().size(), 1U); // one message
 }
 
 TEST_F(Viewfinder, WithAccessTheMessageIsHiddenAgain)
@@ -203,6 +206,14 @@ TEST_F(Viewfinder, ClosesInFifteenHundredthsOfASecond)
     EXPECT_EQ(completions, std::vector { true });
 }
 
+TEST_F(Viewfinder, TheFirstClosingComesFromOutside)
+{
+    view->setClosedAnimated(true, noting());
+    EXPECT_NEAR(shown(leading()).origin.y, -100, 0.01);
+    EXPECT_NEAR(shown(trailing()).origin.y, 200, 0.01);
+    EXPECT_EQ(shown(leading()).size, CGSizeMake(300, 100));
+}
+
 TEST_F(Viewfinder, OpensInAQuarterOfASecondAndThenHidesItsPieces)
 {
     view->setClosureStyle(QVViewfinderClosureStyleLeftRight);
@@ -224,6 +235,20 @@ TEST_F(Viewfinder, OpensInAQuarterOfASecondAndThenHidesItsPieces)
     clock.advance(0.063);
     EXPECT_EQ(completions, std::vector { true });
     EXPECT_TRUE(hiddenBefore);
+}
+
+TEST_F(Viewfinder, AMovementThatIsInterruptedSaysSo)
+{
+    view->setClosedAnimated(true, noting());
+    clock.advance(0.05);
+    view->setClosedAnimated(false, noting());
+    clock.advance(0.05);
+    EXPECT_EQ(completions, std::vector { false });
+    view->setClosedAnimated(true, noting());
+    clock.advance(1);
+    EXPECT_EQ(completions, (std::vector { false, false, true }));
+    EXPECT_TRUE(leading()->isHidden()); // by the end of the opening
+    EXPECT_TRUE(view->isClosed());
 }
 
 TEST_F(Viewfinder, ClosingOrOpeningWithoutAnimationNeverCallsTheCompletion)
@@ -367,12 +392,12 @@ TEST_F(Overlay, CornerMarksFrameASquareInTheMiddleWithArmsOfAFifthOfTheWidth)
     render();
     // The square (60, 10)-(240, 190), arms of 60 points.
     for (const int x : { 62, 118, 182, 238 }) {
-        EXPECT_GT(colorAt(x, 10)[0] + colorAt(x, 9)[0], 200) << x;
-        EXPECT_GT(colorAt(x, 190)[0] + colorAt(x, 189)[0], 200) << x;
+        EXPECT_NEAR(colorAt(x, 10)[0] + colorAt(x, 9)[0], 255, 10) << x;
+        EXPECT_NEAR(colorAt(x, 190)[0] + colorAt(x, 189)[0], 255, 10) << x;
     }
     for (const int y : { 12, 68, 132, 188 }) {
-        EXPECT_GT(colorAt(60, y)[0] + colorAt(59, y)[0], 200) << y;
-        EXPECT_GT(colorAt(240, y)[0] + colorAt(239, y)[0], 200) << y;
+        EXPECT_NEAR(colorAt(60, y)[0] + colorAt(59, y)[0], 255, 10) << y;
+        EXPECT_NEAR(colorAt(240, y)[0] + colorAt(239, y)[0], 255, 10) << y;
     }
     EXPECT_EQ(colorAt(122, 10)[0], 0); // beyond the arm
     EXPECT_EQ(colorAt(178, 10)[0], 0);
@@ -386,9 +411,9 @@ TEST_F(Overlay, TheCrosshairHasArmsOfATenthOfTheWidth)
     view->setOverlays(QVViewfinderOverlayCrosshair);
     render();
     for (const int x : { 122, 140, 160, 178 })
-        EXPECT_GT(colorAt(x, 100)[0] + colorAt(x, 99)[0], 200) << x;
+        EXPECT_NEAR(colorAt(x, 100)[0] + colorAt(x, 99)[0], 255, 10) << x;
     for (const int y : { 72, 90, 110, 128 })
-        EXPECT_GT(colorAt(150, y)[0] + colorAt(149, y)[0], 200) << y;
+        EXPECT_NEAR(colorAt(150, y)[0] + colorAt(149, y)[0], 255, 10) << y;
     EXPECT_EQ(colorAt(118, 100)[0], 0);
     EXPECT_EQ(colorAt(182, 100)[0], 0);
     EXPECT_EQ(colorAt(150, 68)[0], 0);
@@ -444,6 +469,26 @@ TEST_F(Overlay, TheSquareLiesWhereItIsWithoutTheRectanglesOrigin)
     view->setBounds(CGRectMake(30, 0, 300, 200)); // the left 30 points are out of sight
     render();
     EXPECT_GT(colorAt(60 - 30, 20)[0] + colorAt(59 - 30, 20)[0], 200);
+}
+
+TEST_F(Overlay, TheCrosshairStandsInTheMiddleOfTheRectangleWhereverThatLies)
+{
+    view->setOverlays(QVViewfinderOverlayCrosshair);
+    view->setBounds(CGRectMake(30, 0, 300, 200));
+    render();
+    EXPECT_GT(colorAt(150, 80)[0] + colorAt(149, 80)[0], 200);
+    EXPECT_EQ(colorAt(120, 80)[0], 0);
+}
+
+TEST_F(Overlay, TheShorterSideIsTakenInSinglePrecision)
+{
+    // The float nearest to the side is a quarter of a point less, so the square begins an eighth later.
+    constexpr double side = 4194304.25;
+    view->setOverlays(QVViewfinderOverlayCornerMarks);
+    const auto picture
+        = UIImage::imageByDrawing({ 40, 40 }, 1, [this](CGContext&) { view->drawRect(CGRectMake(0, 0, side, side)); });
+    EXPECT_NEAR(picture->cgImage()->pixel(9, 30)[3], 96, 3); // 3/8 of the line, which would be a half
+    EXPECT_NEAR(picture->cgImage()->pixel(10, 30)[3], 159, 3);
 }
 
 }
