@@ -6,6 +6,8 @@
 
 #include "tests/support/ControllerTest.h"
 
+#include <algorithm>
+
 namespace velmora::tests {
 
 using namespace drivers::phone;
@@ -85,6 +87,41 @@ TEST_F(SampleBuffers, BitsWithoutANameAreKeptAndHaveNoOutput)
 
     EXPECT_EQ(completions, 0);
     EXPECT_EQ(controller->captureSession()->outputs().size(), 0U);
+}
+
+TEST_F(SampleBuffers, PreparingWhatIsPreparedDoesNothing)
+{
+    construct(QVCameraCaptureIntentReserved);
+    controller->prepareToReceiveSampleBuffers(QVSampleBufferTypeVideo);
+    controller->prepareToReceiveSampleBuffers(QVSampleBufferTypeAudio);
+    settle();
+    int completions = 0;
+    controller->setCameraConfigurationCompletionBlock([&] { ++completions; });
+    controller->prepareToReceiveSampleBuffers(QVSampleBufferTypeVideo);
+    controller->prepareToReceiveSampleBuffers(QVSampleBufferTypeAudio);
+    controller->prepareToReceiveSampleBuffers(QVSampleBufferTypeVideo | QVSampleBufferTypeAudio);
+    settle();
+
+    EXPECT_EQ(completions, 0);
+}
+
+TEST_F(SampleBuffers, PreparingSetsUpAllRequestedTypesAgainAlsoThePreparedOnes)
+{
+    construct(QVCameraCaptureIntentReserved);
+    controller->prepareToReceiveSampleBuffers(QVSampleBufferTypeVideo);
+    settle();
+    const auto prepared = output<AVCaptureVideoDataOutput>();
+    prepared->connectionWithMediaType(AVMediaTypeVideo)->setVideoOrientation(AVCaptureVideoOrientationLandscapeLeft);
+    int completions = 0;
+    controller->setCameraConfigurationCompletionBlock([&] { ++completions; });
+    controller->prepareToReceiveSampleBuffers(QVSampleBufferTypeVideo | QVSampleBufferTypeAudio);
+    settle();
+
+    EXPECT_EQ(completions, 1);
+    EXPECT_EQ(output<AVCaptureVideoDataOutput>(), prepared);
+    EXPECT_EQ(controller->captureSession()->outputs().size(), 2U);
+    EXPECT_EQ(
+        prepared->connectionWithMediaType(AVMediaTypeVideo)->videoOrientation(), AVCaptureVideoOrientationPortrait);
 }
 
 TEST_F(SampleBuffers, ReachTheProcessorOnTheVideoProcessingQueue)
@@ -227,9 +264,31 @@ TEST_F(SampleBuffers, AnOrientationReachesThePhotoOutputToo)
         AVCaptureVideoOrientationLandscapeRight);
 }
 
+TEST_F(SampleBuffers, AnOrientationIsSetOnlyWhereItDiffers)
+{
+    construct(QVCameraCaptureIntentStillImage | QVCameraCaptureIntentSampleBuffers);
+    const auto changes = [this] {
+        const auto& journal = phone.journal();
+        return std::count_if(journal.begin(), journal.end(),
+            [](const auto& entry) { return entry.what.starts_with("connection videoOrientation"); });
+    };
+    controller->setSampleBufferOrientation(AVCaptureVideoOrientationLandscapeRight);
+    settle();
+    const auto before = changes();
+    output<AVCapturePhotoOutput>()->connections().front()->setVideoOrientation(AVCaptureVideoOrientationPortrait);
+    controller->setSampleBufferOrientation(AVCaptureVideoOrientationLandscapeRight);
+    settle();
+
+    EXPECT_EQ(changes() - before, 2); // the test's own, and the photo output's way back
+    EXPECT_EQ(output<AVCapturePhotoOutput>()->connections().front()->videoOrientation(),
+        AVCaptureVideoOrientationLandscapeRight);
+}
+
 TEST_F(SampleBuffers, RecommendWriterSettingsWhereThereIsAnOutput)
 {
-    construct(QVCameraCaptureIntentSampleBuffers | QVCameraCaptureIntentAudio);
+    construct(QVCameraCaptureIntentStillImage | QVCameraCaptureIntentAudio);
+    EXPECT_FALSE(controller->recommendedVideoSettingsForAssetWriterWithOutputFileType(AVFileTypeQuickTimeMovie));
+    controller->prepareToReceiveSampleBuffers(QVSampleBufferTypeVideo);
     EXPECT_TRUE(controller->recommendedVideoSettingsForAssetWriterWithOutputFileType(AVFileTypeQuickTimeMovie));
     EXPECT_FALSE(controller->recommendedAudioSettingsForAssetWriterWithOutputFileType(AVFileTypeQuickTimeMovie));
 
@@ -256,6 +315,8 @@ TEST_F(SessionPreset, ResetLeavesOneThatTheSessionCannotUse)
 
     EXPECT_EQ(controller->captureSession()->sessionPreset(), AVCaptureSessionPresetPhoto);
     EXPECT_EQ(controller->captureSessionPreset(), "AVCaptureSessionPresetOfNobody");
+    for (const auto& entry : phone.journal())
+        EXPECT_FALSE(entry.what.starts_with("refused")) << "the session was not asked before: " << entry.what;
 }
 
 TEST_F(SessionPreset, ResetAppliesThePreferredFrameRateAgain)
@@ -269,6 +330,7 @@ TEST_F(SessionPreset, ResetAppliesThePreferredFrameRateAgain)
     controller->resetToSessionPreset();
 
     EXPECT_EQ(controller->videoFrameRate(), 24U);
+    EXPECT_EQ(phone.journal().back().queue, ""); // on the caller's thread
 }
 
 TEST_F(SessionPreset, ResetMayFindThePreferredRateRefusedByAnotherFormat)

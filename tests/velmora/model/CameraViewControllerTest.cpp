@@ -10,6 +10,7 @@
 #include "platform/AVFoundation/AVCaptureSession.h"
 #include "platform/AVFoundation/AVCaptureVideoDataOutput.h"
 #include "platform/AVFoundation/AVCaptureVideoPreviewLayer.h"
+#include "platform/Foundation/DispatchQueue.h"
 
 #include "drivers/media/install.h"
 
@@ -36,9 +37,10 @@ public:
         const std::shared_ptr<QVPhotoCaptureOutput>& output, const std::optional<NSError>& error) override
     {
         events.push_back(output ? "photo" : error ? "error" : "nothing");
+        queues.push_back(DispatchQueue::currentLabel());
     }
     QVCameraCaptureIntent intent = QVCameraCaptureIntentStillImage;
-    std::vector<std::string> events;
+    std::vector<std::string> events, queues;
 };
 
 class CameraScreenTest : public PhoneWindowTest {
@@ -112,6 +114,30 @@ TEST_F(CameraScreenTest, ThePreviewIsTheLowestLayerOfTheViewfinderAndFillsIt)
     screen->view()->setNeedsLayout();
     screen->view()->layoutIfNeeded();
     EXPECT_EQ(preview()->frame(), CGRectMake(0, 0, 200, 100));
+}
+
+TEST_F(CameraScreenTest, ThePreviewFillsTheViewfinderAndIsUprightAsSoonAsTheViewIsLoaded)
+{
+    giveOutlets();
+    preview()->connection()->setVideoOrientation(AVCaptureVideoOrientationLandscapeLeft);
+    EXPECT_EQ(screen->view()->window(), nullptr); // loaded, and not laid out
+    EXPECT_EQ(preview()->superlayer(), viewfinder->layer());
+    EXPECT_EQ(preview()->frame(), CGRectMake(0, 0, 360, 480));
+    EXPECT_EQ(preview()->connection()->videoOrientation(), AVCaptureVideoOrientationPortrait);
+}
+
+TEST_F(CameraScreenTest, ThePreviewGrowsInTimeWhenALayoutChangesIt)
+{
+    giveOutlets();
+    show();
+    clock.advance(1);
+    render(); // what nobody has seen yet does not move
+    viewfinder->setFrame(CGRectMake(0, 40, 160, 480));
+    screen->viewDidLayoutSubviews();
+    EXPECT_EQ(preview()->frame(), CGRectMake(0, 0, 160, 480));
+    EXPECT_NEAR(preview()->presentationLayer()->frame().size.width, 360, 0.01);
+    clock.advance(1);
+    EXPECT_EQ(preview()->presentationLayer()->frame().size.width, 160);
 }
 
 TEST_F(CameraScreenTest, ThePreviewGoesInDirectlySoTheDeniedLabelNeverAppears)
@@ -231,6 +257,7 @@ TEST_F(CameraScreenTest, TheButtonTakesAPhoto)
     EXPECT_THAT(screen->events, ElementsAre("will"));
     clock.advance(1);
     EXPECT_THAT(screen->events, ElementsAre("will", "photo"));
+    EXPECT_THAT(screen->queues, ElementsAre(DispatchQueue::main().label()));
 }
 
 TEST_F(CameraScreenTest, EachTapTakesAPhoto)

@@ -15,6 +15,7 @@
 #include <limits>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace velmora::tests {
@@ -44,6 +45,19 @@ PhoneDescription wideAndTele()
     tele.aperture = 2.75F;
     description.cameras.push_back(std::move(tele));
     return description;
+}
+
+/// The only field in which two readings differ.
+std::string changedField(const Stats& from, const Stats& to)
+{
+    std::string fields;
+    fields += from.preciseISO != to.preciseISO ? "ISO" : "";
+    fields += from.aperture != to.aperture ? "aperture" : "";
+    fields += from.focussedDistance != to.focussedDistance ? "distance" : "";
+    fields += CMTimeCompare(from.exposureDuration, to.exposureDuration) != 0 ? "duration" : "";
+    fields += from.exposureOffset != to.exposureOffset ? "offset" : "";
+    fields += from.exposureBias != to.exposureBias ? "bias" : "";
+    return fields;
 }
 
 std::string iso(float precise)
@@ -80,6 +94,22 @@ protected:
     static void turn() { NSRunLoop::mainRunLoop().turn(); }
     /// Every hand-over has arrived; time stands still.
     void settle() { clock.advance(0); }
+    void read(double iso, double lensPosition, double duration, double offset, double bias)
+    {
+        phone.setReading("back", "ISO", iso);
+        phone.setReading("back", "lensPosition", lensPosition);
+        phone.setReading("back", "exposureDuration", duration);
+        phone.setReading("back", "exposureTargetOffset", offset);
+        phone.setReading("back", "exposureTargetBias", bias);
+    }
+    void setModesToLocked()
+    {
+        const auto camera = model->controller()->currentVideoCaptureDevice();
+        ASSERT_TRUE(camera->lockForConfiguration());
+        camera->setFocusMode(AVCaptureFocusModeLocked);
+        camera->setExposureMode(AVCaptureExposureModeLocked);
+        camera->unlockForConfiguration();
+    }
 
     CapturedLog log;
     std::shared_ptr<QVCameraHardware> model;
@@ -125,11 +155,8 @@ TEST_F(CameraHardware, MakingItStartsNothing)
 
 TEST_F(CameraHardware, TakesTheReadingsOfTheCameraAtTheFirstTurn)
 {
-    phone.setReading("back", "ISO", 320);
-    phone.setReading("back", "exposureDuration", 0.01);
-    phone.setReading("back", "exposureTargetOffset", -0.25);
-    phone.setReading("back", "exposureTargetBias", 0.5);
-    phone.setReading("back", "lensPosition", 0.125);
+    read(320, 0.125, 0.01, -0.25, 0.5);
+    setModesToLocked();
     turn();
     EXPECT_EQ(model->stats().preciseISO, 320.0F);
     EXPECT_EQ(model->stats().aperture, 1.8F);
@@ -137,6 +164,45 @@ TEST_F(CameraHardware, TakesTheReadingsOfTheCameraAtTheFirstTurn)
     EXPECT_EQ(model->stats().exposureOffset, -0.25F);
     EXPECT_EQ(model->stats().exposureBias, 0.5F);
     EXPECT_EQ(model->stats().focussedDistance, 0.125F);
+    EXPECT_EQ(model->focusMode(), 0);
+    EXPECT_EQ(model->exposureMode(), 0);
+}
+
+TEST_F(CameraHardware, TakesEverythingInItsOrderAndThenFollowsItInAnother)
+{
+    read(320, 0.125, 0.01, -0.25, 0.5);
+    std::vector<std::string> heard;
+    Stats latest = model->stats();
+    std::vector<Cancellable> subscriptions;
+    const auto watch = [&](const auto& publisher, const std::string& name) {
+        subscriptions.push_back(publisher.sink([&heard, name](const auto&) { heard.push_back(name); }));
+    };
+    watch(model->isRunningPublisher(), "running");
+    watch(model->deviceOrientationPublisher(), "orientation");
+    watch(model->focusModePublisher(), "focus");
+    watch(model->isAdjustingFocusPublisher(), "adjusting focus");
+    watch(model->exposureModePublisher(), "exposure");
+    watch(model->isAdjustingExposurePublisher(), "adjusting exposure");
+    watch(model->flashModePublisher(), "flash");
+    subscriptions.push_back(model->statsPublisher().sink(
+        [&](const Stats& stats) { heard.push_back(changedField(std::exchange(latest, stats), stats)); }));
+    heard.clear();
+    // The readings change between the copy and the subscriptions, whose first values are seen by that.
+    bool copied = false;
+    subscriptions.push_back(model->exposureModePublisher().sink([&](AVCaptureExposureMode) {
+        if (std::exchange(copied, true))
+            read(640, 0.25, 0.02, 0.25, 1);
+    }));
+
+    turn();
+    EXPECT_THAT(heard,
+        ElementsAre("running", "orientation", "ISO", "aperture", "distance", "duration", "offset", "bias", "focus",
+            "exposure", "flash"));
+    heard.clear();
+    turn();
+    EXPECT_THAT(heard,
+        ElementsAre("ISO", "distance", "duration", "offset", "bias", "focus", "adjusting focus", "exposure",
+            "adjusting exposure"));
 }
 
 TEST_F(CameraHardware, WhatTheCameraIsAdjustingNeedsTheSecondTurn)
@@ -175,11 +241,7 @@ TEST_F(CameraHardware, FollowsEachReadingOfTheCamera)
 TEST_F(CameraHardware, FollowsTheModesOfTheCamera)
 {
     settle();
-    const auto camera = model->controller()->currentVideoCaptureDevice();
-    ASSERT_TRUE(camera->lockForConfiguration());
-    camera->setFocusMode(AVCaptureFocusModeLocked);
-    camera->setExposureMode(AVCaptureExposureModeLocked);
-    camera->unlockForConfiguration();
+    setModesToLocked();
     settle();
     EXPECT_EQ(model->focusMode(), 0);
     EXPECT_EQ(model->exposureMode(), 0);
@@ -258,6 +320,18 @@ TEST_F(CameraHardware, WithoutACameraTheLastReadingsAndTheOldSubscriptionsStay)
     phone.setReading("back", "ISO", 50);
     settle();
     EXPECT_EQ(model->stats().preciseISO, 50.0F);
+}
+
+TEST_F(CameraHardware, ToldOfNoCameraItTakesTheOneThatIsCurrentByThen)
+{
+    settle();
+    const auto camera = model->controller()->currentVideoCaptureDevice();
+    model->controller()->setCurrentVideoCaptureDevice(nullptr);
+    model->controller()->setCurrentVideoCaptureDevice(camera);
+    int changes = 0;
+    const auto object = model->objectWillChange().sink([&] { ++changes; });
+    turn();
+    EXPECT_EQ(changes, 2 * (6 + 2)); // the readings and the two modes, for either announcement
 }
 
 TEST_F(CameraHardwareWithoutCamera, KeepsTheDefaults)
@@ -376,7 +450,7 @@ TEST(DisplayISODeathTest, AReadingThatNoIntegerHoldsStopsTheProcess)
 {
     EXPECT_DEATH(iso(std::numeric_limits<float>::quiet_NaN()), "The ISO is not a number that can be shown");
     EXPECT_DEATH(iso(std::numeric_limits<float>::infinity()), "The ISO is not a number that can be shown");
-    EXPECT_DEATH(iso(9.3e18F), "The ISO is not a number that can be shown");
+    EXPECT_DEATH(iso(9223372036854775808.0F), "The ISO is not a number that can be shown"); // 2^63
 }
 
 TEST(DisplayShutterSpeed, IsTheSmallestStopThatIsNotBelowTheRoundedDenominator)
@@ -384,6 +458,7 @@ TEST(DisplayShutterSpeed, IsTheSmallestStopThatIsNotBelowTheRoundedDenominator)
     EXPECT_EQ(shutter(CMTimeMake(1, 1)), "1/1");
     EXPECT_EQ(shutter(CMTimeMake(2, 3)), "1/2"); // 1.5 is rounded away from zero
     EXPECT_EQ(shutter(CMTimeMake(1, 2)), "1/2");
+    EXPECT_EQ(shutter(CMTimeMake(2, 5)), "1/4"); // 2.5 too, and not to the even 2
     EXPECT_EQ(shutter(CMTimeMake(1, 3)), "1/4");
     EXPECT_EQ(shutter(CMTimeMake(1, 4)), "1/4");
     EXPECT_EQ(shutter(CMTimeMake(1, 5)), "1/8");
