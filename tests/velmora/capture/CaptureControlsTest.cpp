@@ -186,6 +186,16 @@ TEST_F(CaptureControls, AnUpdateShowsTheIndexAndTellsNobody)
     EXPECT_THAT(notes, IsEmpty());
 }
 
+TEST_F(CaptureControls, AnUpdateIsMadeOnTheSessionQueue)
+{
+    installMenu(noting());
+    const auto observation = menu()->observe("selectedIndex", NSKeyValueObservingOptionNew,
+        [this](const NSKeyValueChange&) { notes.push_back(DispatchQueue::currentLabel()); });
+    controller->updateSelectedControlMenuIndex(2);
+    settle();
+    EXPECT_THAT(notes, ElementsAre("org.velmora.Velmora.cameraSessionQueue"));
+}
+
 TEST_F(CaptureControls, TheNumberOfOptionsItselfIsIgnored)
 {
     installMenu(noting());

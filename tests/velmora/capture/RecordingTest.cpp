@@ -92,6 +92,8 @@ protected:
 TEST_F(Recording, PreparingPutsTheMovieOutputInThePlaceOfTheDataOutputs)
 {
     controller->prepareToReceiveSampleBuffers(QVSampleBufferTypeVideo | QVSampleBufferTypeAudio);
+    const auto video = output<AVCaptureVideoDataOutput>();
+    const auto audio = output<AVCaptureAudioDataOutput>();
     controller->prepareToCaptureVideo();
     EXPECT_NE(output<AVCaptureMovieFileOutput>(), nullptr);
     EXPECT_EQ(output<AVCaptureVideoDataOutput>(), nullptr);
@@ -99,6 +101,9 @@ TEST_F(Recording, PreparingPutsTheMovieOutputInThePlaceOfTheDataOutputs)
     EXPECT_NE(output<AVCapturePhotoOutput>(), nullptr); // the modes share the session with it
     EXPECT_FALSE(controller->recommendedVideoSettingsForAssetWriterWithOutputFileType(AVFileTypeQuickTimeMovie));
     EXPECT_FALSE(controller->recommendedAudioSettingsForAssetWriterWithOutputFileType(AVFileTypeQuickTimeMovie));
+    controller->prepareToReceiveSampleBuffers(QVSampleBufferTypeVideo | QVSampleBufferTypeAudio);
+    EXPECT_NE(output<AVCaptureVideoDataOutput>(), video); // dropped, and made anew
+    EXPECT_NE(output<AVCaptureAudioDataOutput>(), audio);
 }
 
 TEST_F(Recording, BothModesLeaveTheMetadataOutputWhereItIs)

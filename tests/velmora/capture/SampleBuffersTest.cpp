@@ -363,6 +363,7 @@ TEST_F(SessionPreset, ResetWithoutAPreferredRateLeavesTheDeviceAlone)
     controller->resetToSessionPreset();
 
     EXPECT_EQ(locks(), before);
+    EXPECT_EQ(log.lines(), Lines {}); // no rate was refused either
 }
 
 }

@@ -242,6 +242,24 @@ TEST_F(Slider, AnAnimatedValueTakesAQuarterOfASecond)
     EXPECT_EQ(knob()->layer()->presentationLayer()->position().x, 320);
 }
 
+TEST_F(Slider, AnAnimatedValueGoesOnFromWhereTheKnobIs)
+{
+    slider->setCurrentValue(1, true);
+    clock.advance(0.125);
+    slider->setCurrentValue(0, true);
+    EXPECT_NEAR(knob()->layer()->presentationLayer()->position().x, 245, 0.01);
+    clock.advance(0.251);
+    EXPECT_EQ(knob()->layer()->presentationLayer()->position().x, 20);
+}
+
+TEST_F(Slider, TheKnobCanBeTakenWhileItMoves)
+{
+    slider->setCurrentValue(1, true);
+    clock.advance(0.24);
+    touchDown({ 20 + 320, 120 });
+    EXPECT_EQ(events, std::vector<int> { 1 });
+}
+
 TEST_F(Slider, BoundsThatCoincidePlaceTheKnobAtTheBeginning)
 {
     slider->setPermittedValues(std::nullopt);
@@ -631,6 +649,21 @@ TEST_F(Slider, TheLabelGoesInAQuarterOfASecond)
     EXPECT_EQ(label()->transform(), CGAffineTransform {});
 }
 
+TEST_F(Slider, TheLabelGoesFromWhereItIs)
+{
+    slider->_setValueLabelVisible(true);
+    clock.advance(0.05);
+    const auto scale = [this] { return label()->layer()->presentationLayer()->affineTransform().a; };
+    const double shown = scale();
+    EXPECT_LT(shown, 0.9);
+    slider->_setValueLabelVisible(false);
+    EXPECT_NEAR(scale(), shown, 1e-6);
+    clock.advance(0.125);
+    EXPECT_NEAR(scale(), (shown + 0.1) / 2, 0.001);
+    slider->_setValueLabelVisible(true);
+    EXPECT_NEAR(scale(), (shown + 0.1) / 2, 0.001);
+}
+
 TEST_F(Slider, TheHiddenTransformIsAScaleAndAShiftThatIsNotScaled)
 {
     slider->_setValueLabelVisible(false);
@@ -665,6 +698,29 @@ TEST_F(Slider, WhileTouchingTheLabelShowsAndKeepsTheValue)
     lift({ 115, 120 });
     clock.advance(2);
     EXPECT_TRUE(label()->isHidden());
+}
+
+TEST_F(Slider, APressAloneShowsTheValue)
+{
+    formatPlainly();
+    slider->setValueDisplayStyle(QVSliderValueDisplayStyleWhileTouching);
+    touchDown({ 190, 120 });
+    EXPECT_FALSE(label()->isHidden());
+    EXPECT_EQ(label()->text(), "50");
+}
+
+TEST_F(Slider, WithoutAStyleTheLabelIsLeftAsItIs)
+{
+    formatPlainly();
+    slider->_setValueLabelVisible(true);
+    dragTo({ 95, 20 });
+    EXPECT_EQ(label()->text(), std::nullopt);
+    lift({ 115, 120 });
+    slider->setInvoked(true);
+    clock.advance(1);
+    EXPECT_FALSE(label()->isHidden());
+    slider->setInvoked(false);
+    EXPECT_EQ(label()->text(), std::nullopt);
 }
 
 TEST_F(Slider, WithoutAFormatterNoLabelShowsOnAPressButTouchDownIsSent)

@@ -190,6 +190,7 @@ TEST_F(Viewfinder, ClosesInFifteenHundredthsOfASecond)
     view->setClosedAnimated(true, noting());
     EXPECT_TRUE(view->isClosed());
     EXPECT_FALSE(leading()->isHidden());
+    EXPECT_FALSE(trailing()->isHidden());
     EXPECT_EQ(leading()->frame(), CGRectMake(0, 0, 300, 100)); // where it is going
     EXPECT_NEAR(shown(leading()).origin.y, -100, 0.01);
     // Ease-in: the cubic Bezier curve (0.42, 0), (1, 1) reaches 0.0935, 0.3154 and 0.6219 at the quarters.
