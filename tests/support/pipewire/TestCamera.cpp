@@ -6,7 +6,8 @@
 //
 // Keys: `kind` camera (default) or microphone; `offers` a list of LAYOUT:WIDTHxHEIGHT:RATE[/RATE]...; `controls` plain
 // (default), webcam or none; `stall` the number of frames after which it is silent, `unplug` after which it ends;
-// `range` full or video; any other key is a property of its node. It writes a line for what happens: "ready", "format
+// `range` full or video; `stamp` yes writes the time of an NV12 frame (CLOCK_MONOTONIC, nanoseconds) over its first
+// eight bytes; any other key is a property of its node. It writes a line for what happens: "ready", "format
 // ...", "NAME VALUE" for a control that was set.
 #include <pipewire/pipewire.h>
 #include <spa/param/audio/format-utils.h>
@@ -447,6 +448,8 @@ std::size_t Device::draw(std::uint8_t* to, std::size_t room)
     if (layout_ == "NV12" || layout_ == "I420") {
         std::memset(to, luma, pixels);
         std::memset(to + pixels, 128, pixels / 2);
+        if (const std::uint64_t now = nanoseconds(); option("stamp", "") == "yes")
+            std::memcpy(to, &now, sizeof now);
         return pixels * 3 / 2;
     }
     if (layout_ == "YUY2") {
