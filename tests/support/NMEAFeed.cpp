@@ -60,6 +60,34 @@ std::string angle(double degrees, int digits)
     return text.data();
 }
 
+/// A gpsd says nowhere that it is ready; connecting until it accepts is the only way to know.
+bool waitUntilAccepted(int port)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (std::chrono::steady_clock::now() < end) {
+        const int made = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const sockaddr_in address = loopback(port);
+        const bool accepted = connect(made, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+        close(made);
+        if (accepted)
+            return true;
+        std::this_thread::yield();
+    }
+    return false;
+}
+
+}
+
+std::string sentencesOfFix(int second, double latitude, double longitude)
+{
+    std::array<char, 16> time {};
+    std::snprintf(time.data(), time.size(), "1020%02d.00", second);
+    const std::string at
+        = angle(latitude, 2) + (latitude < 0 ? ",S," : ",N,") + angle(longitude, 3) + (longitude < 0 ? ",W" : ",E");
+    const std::string when = time.data();
+    return sentence("GPRMC," + when + ",A," + at + ",1.5,045.0,020126,,,A")
+        + sentence("GPGSA,A,3,04,05,09,12,24,25,29,30,,,,,1.9,1.1,1.5")
+        + sentence("GPGGA," + when + "," + at + ",1,08,1.1,35.0,M,47.0,M,,");
 }
 
 NMEAFeed::NMEAFeed()
@@ -86,14 +114,7 @@ void NMEAFeed::fix(int second, double latitude, double longitude)
 {
     if (connected_ < 0)
         connected_ = accept4(listening_, nullptr, nullptr, SOCK_CLOEXEC);
-    std::array<char, 16> time {};
-    std::snprintf(time.data(), time.size(), "1020%02d.00", second);
-    const std::string at
-        = angle(latitude, 2) + (latitude < 0 ? ",S," : ",N,") + angle(longitude, 3) + (longitude < 0 ? ",W" : ",E");
-    const std::string when = time.data();
-    const std::string all = sentence("GPRMC," + when + ",A," + at + ",1.5,045.0,020126,,,A")
-        + sentence("GPGSA,A,3,04,05,09,12,24,25,29,30,,,,,1.9,1.1,1.5")
-        + sentence("GPGGA," + when + "," + at + ",1,08,1.1,35.0,M,47.0,M,,");
+    const std::string all = sentencesOfFix(second, latitude, longitude);
     if (send(connected_, all.data(), all.size(), MSG_NOSIGNAL) < 0)
         hangUp();
 }
@@ -119,6 +140,20 @@ SteadyFix::~SteadyFix()
     thread_.join();
 }
 
+PlayedLog::PlayedLog(const std::string& file)
+{
+    close(bound(port_));
+    // gpsfake leaves its gpsd behind when it is ended; `timeout` ends both, and whatever hangs.
+    process_ = std::make_unique<Child>(
+        std::vector<std::string> { "timeout", "60", "gpsfake", "-q", "-c", "0.05", "-P", port(), file },
+        std::vector<std::string> {});
+}
+
+bool PlayedLog::waitUntilItListens() const
+{
+    return waitUntilAccepted(port_);
+}
+
 GpsDaemon::GpsDaemon()
 {
     close(bound(port_));
@@ -137,20 +172,9 @@ void GpsDaemon::run()
         std::vector<std::string> {});
 }
 
-/// It says nowhere that it is ready; connecting until it accepts is the only way to know.
 bool GpsDaemon::waitUntilItListens() const
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (std::chrono::steady_clock::now() < end) {
-        const int made = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        const sockaddr_in address = loopback(port_);
-        const bool accepted = connect(made, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-        close(made);
-        if (accepted)
-            return true;
-        std::this_thread::yield();
-    }
-    return false;
+    return waitUntilAccepted(port_);
 }
 
 void GpsDaemon::restart()

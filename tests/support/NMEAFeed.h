@@ -11,6 +11,10 @@
 
 namespace velmora::tests {
 
+/// What a receiver writes of a fix at 10:20 UTC on 2 January 2026 and so many seconds: 35 m above the sea, 1.5 knots to
+/// the north-east.
+std::string sentencesOfFix(int second, double latitude, double longitude);
+
 /// A satellite receiver that says what a test tells it, to the one who connects to its port.
 class NMEAFeed {
 public:
@@ -20,7 +24,6 @@ public:
     NMEAFeed& operator=(const NMEAFeed&) = delete;
 
     int port() const { return port_; }
-    /// A fix at 10:20 UTC on 2 January 2026 and so many seconds: 35 m above the sea, 1.5 knots to the north-east.
     /// Waits for the one who listens.
     void fix(int second, double latitude, double longitude);
     void hangUp();
@@ -43,6 +46,18 @@ private:
     std::condition_variable over_;
     bool isOver_ = false;
     std::thread thread_;
+};
+
+/// gpsfake: a gpsd on a port of its own whose receiver plays what was once written to a file, over and over.
+class PlayedLog {
+public:
+    explicit PlayedLog(const std::string& file);
+    std::string port() const { return std::to_string(port_); }
+    bool waitUntilItListens() const;
+
+private:
+    int port_ = 0;
+    std::unique_ptr<Child> process_;
 };
 
 /// A gpsd on a port of its own, with that receiver.

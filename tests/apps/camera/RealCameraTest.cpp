@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdio>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "tests/apps/camera/CameraProgram.h"
@@ -151,6 +152,34 @@ TEST_F(RealCamera, WritesThePlaceThatGpsdTellsIntoItsPhotos)
         "PIPEWIRE_RUNTIME_DIR='" + daemon->folder().path() + "' VELMORA_GPSD=127.0.0.1:" + gpsd.port());
     ASSERT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_NEAR(outcome.json()["photos"][0]["latitude"].get<double>(), 35.0116, 1e-4);
+}
+
+TEST_F(RealCamera, WritesThePlacesOfAWalkIntoItsPhotos)
+{
+    if (!requirePart("gpsd", drivers::gpsd::isBuilt() && GpsDaemon::isHere()) || !requireTool("gpsfake"))
+        return;
+    constexpr double start = 35.01, step = 0.0005, longitude = 135.7681;
+    std::string walk;
+    for (int second = 0; second < 60; ++second)
+        walk += sentencesOfFix(second, start + step * second, longitude);
+    write("walk.nmea", walk);
+    const PlayedLog played(path("walk.nmea"));
+    ASSERT_TRUE(played.waitUntilItListens());
+    const auto outcome = run("--camera pipewire --json --quiet shoot --count 10 --out photos",
+        "PIPEWIRE_RUNTIME_DIR='" + daemon->folder().path() + "' VELMORA_GPSD=127.0.0.1:" + played.port());
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const auto json = outcome.json();
+    ASSERT_EQ(json["photos"].size(), 10U);
+    std::set<double> latitudes;
+    for (const auto& photo : json["photos"]) {
+        ASSERT_TRUE(photo.contains("latitude"));
+        const double latitude = photo["latitude"];
+        EXPECT_GE(latitude, start - step / 2);
+        EXPECT_LE(latitude, start + 59.5 * step);
+        EXPECT_NEAR(photo["longitude"].get<double>(), longitude, 1e-4);
+        latitudes.insert(latitude);
+    }
+    EXPECT_GE(latitudes.size(), 2U) << "all were taken at one place";
 }
 
 }
