@@ -54,6 +54,8 @@ TEST_F(Pulling, TheBarGrowsByThePull)
     EXPECT_EQ(barHeight(), 30);
     hold(33.5);
     EXPECT_EQ(barHeight(), 53.5);
+    hold(0.25);
+    EXPECT_EQ(barHeight(), 20.25);
     hold(0);
     EXPECT_EQ(barHeight(), 20);
     hold(10);
@@ -172,7 +174,7 @@ TEST_F(Pulling, NothingArmsWithoutAFinger)
 TEST_F(Pulling, TheTitleFadesBetweenHalfAndFourFifthsOfTheWay)
 {
     const std::vector<std::pair<double, double>> expected { { 39, 1 }, { 40, 1 }, { 46, 0.75 }, { 52, 0.5 },
-        { 58, 0.25 }, { 64, 0 }, { 65, 0 }, { 80, 0 }, { 120, 0 } };
+        { 58, 0.25 }, { 62, 1 - 0.275 / 0.3 }, { 64, 0 }, { 65, 0 }, { 80, 0 }, { 120, 0 } };
     for (const auto& [overscroll, alpha] : expected) {
         hold(overscroll);
         EXPECT_NEAR(title(), alpha, 1e-12) << overscroll;
@@ -247,13 +249,21 @@ TEST_F(Pulling, ACameraThatIsHalfThereIsLeftAlone)
     EXPECT_EQ(bigCamera(), 0.5);
 }
 
-TEST_F(Pulling, BothPicturesBeginWhereTheyAreSeen)
+TEST_F(Pulling, TheCameraBeginsWhereItIsSeen)
 {
+    const auto seen = [&] { return container->bigCameraImageView()->layer()->presentationLayer()->opacity(); };
     hold(80);
     clock.advance(0.01);
-    const double seen = container->bigCameraImageView()->layer()->presentationLayer()->opacity();
+    const double coming = seen();
+    ASSERT_GT(coming, 0);
+    ASSERT_LT(coming, 1);
     hold(10);
-    EXPECT_NEAR(container->bigCameraImageView()->layer()->presentationLayer()->opacity(), seen, 1e-6);
+    EXPECT_NEAR(seen(), coming, 1e-6);
+    clock.advance(0.05);
+    const double going = seen();
+    ASSERT_GT(going, 0);
+    hold(80);
+    EXPECT_NEAR(seen(), going, 1e-6);
 }
 
 TEST_F(Pulling, TheNavigationBarGoesDownWithThePull)
@@ -282,13 +292,15 @@ TEST_F(Pulling, ALargeTitleThatIsNotThereMovesNothing)
 {
     navigationBar()->setPrefersLargeTitles(true);
     settle();
-    navigationBar()->subviews()[2]->removeFromSuperview();
+    const auto title = navigationBar()->subviews()[2];
+    title->removeFromSuperview();
     const CGRect frame = navigationBar()->frame();
     scrollView()->setDragging(true);
     scrollView()->setContentOffset({ 0, -96 - 30 });
     EXPECT_EQ(barHeight(), 50);
     EXPECT_EQ(navigationBar()->frame(), frame);
     EXPECT_EQ(navigationBar()->subviews()[1]->bounds().origin.y, 0);
+    EXPECT_EQ(title->bounds().origin.y, 0);
 }
 
 TEST_F(Pulling, AHiddenNavigationBarStaysWhereItIs)
