@@ -61,15 +61,6 @@ public:
     std::array<std::shared_ptr<CVPixelBuffer>, 4> frames;
 };
 
-struct Text : CALayerDelegate {
-    bool drawsLayer(const std::shared_ptr<CALayer>&) override { return true; }
-    void drawLayer(const std::shared_ptr<CALayer>&, CGContext& context) override
-    {
-        context.setFillColor({ 1, 1, 1, 1 });
-        CGTextLayout("ISO 400  1/125").draw(context, { 0, 0 });
-    }
-};
-
 void unitC(benchmark::State& state)
 {
     const auto frame = cameraFrame(540, 1080, 0);

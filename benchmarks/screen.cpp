@@ -20,6 +20,15 @@ namespace {
 
 using namespace velmora;
 
+struct Text : CALayerDelegate {
+    bool drawsLayer(const std::shared_ptr<CALayer>&) override { return true; }
+    void drawLayer(const std::shared_ptr<CALayer>&, CGContext& context) override
+    {
+        context.setFillColor({ 1, 1, 1, 1 });
+        CGTextLayout("ISO 400  1/125").draw(context, { 0, 0 });
+    }
+};
+
 /// Preview, marks, shutter button, slider, label and thumbnail, as the camera screen has them.
 struct Screen {
     explicit Screen(int cameraWidth = 540, int cameraHeight = 1080, int degrees = 0)

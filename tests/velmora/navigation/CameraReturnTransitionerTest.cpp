@@ -382,6 +382,18 @@ TEST_F(Transitioner, CleaningUpWhatDidNotCompleteKeepsTheOneThatWouldHaveGone)
     context->completed.clear();
 }
 
+TEST_F(Transitioner, APresentationThatDidNotCompleteKeepsTheCamera)
+{
+    giveFinalFrames();
+    present();
+    transitioner->performSelector(
+        "_finish:completed:", std::static_pointer_cast<UIViewControllerContextTransitioning>(context), false);
+    EXPECT_EQ(cameraView->superview(), window);
+    EXPECT_EQ(cameraView->frame(), CGRectMake(1, 2, 300, 400));
+    EXPECT_EQ(container->view()->superview(), nullptr);
+    EXPECT_THAT(context->completed, ElementsAre(false));
+}
+
 TEST_F(Transitioner, WithoutAControllerNothingIsCleanedUpAndNothingCompletes)
 {
     for (const bool lacksTo : { true, false }) {

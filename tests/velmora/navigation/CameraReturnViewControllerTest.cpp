@@ -431,9 +431,12 @@ TEST_F(CameraReturn, TheBarGoesAlongWithAPush)
     navigation()->pushViewController(choosy, true);
     EXPECT_EQ(barHeight(), 0);
     EXPECT_EQ(alphaShown(), 1);
+    EXPECT_FALSE(UIApplication::sharedApplication()->isStatusBarHidden()); // the page decides from now on
     clock.advance(0.1);
     EXPECT_GT(alphaShown(), 0.1);
     EXPECT_LT(alphaShown(), 0.9);
+    const double heightShown = container->barView()->layer()->presentationLayer()->bounds().size.height;
+    EXPECT_NEAR(heightShown, 20 * alphaShown(), 1e-6);
     EXPECT_FALSE(choosy->scrollView->wasObserved()); // not before the end
     clock.advance(0.3);
     EXPECT_EQ(alphaShown(), 0);
@@ -471,6 +474,18 @@ TEST_F(CameraReturn, WhereNothingChangesThePageIsObservedBeforeTheTransitionEnds
     present();
     navigation()->pushViewController(choosy, true);
     EXPECT_TRUE(choosy->scrollView->wasObserved());
+    settle();
+}
+
+TEST_F(CameraReturn, ThePageBeforeIsLetGoWhenTheTransitionBegins)
+{
+    present();
+    choosy->hidesBar = true;
+    navigation()->pushViewController(choosy, true);
+    const std::weak_ptr<UIScrollView> before = page->scrollView;
+    page->scrollView->removeFromSuperview();
+    page->scrollView = nullptr;
+    EXPECT_TRUE(before.expired());
     settle();
 }
 
