@@ -19,7 +19,7 @@
 namespace velmora::drivers::cameras {
 
 /// A function that an event loop calls. Made, set and ended with the loop locked.
-class LoopTimer {
+class VELMORA_EXPORT LoopTimer {
 public:
     virtual ~LoopTimer() = default;
     /// Once after `seconds`, or every so many.
@@ -30,7 +30,7 @@ public:
 
 /// The thread on which a family's cameras tell what happens. A lock keeps it out; on itself, and in one who has it, the
 /// lock does nothing.
-class EventLoop {
+class VELMORA_EXPORT EventLoop {
 public:
     virtual ~EventLoop() = default;
     virtual void lock() = 0;
@@ -58,7 +58,7 @@ struct StreamEvents {
 };
 
 /// Frames of one camera in one format, until it is destroyed.
-class CameraStream {
+class VELMORA_EXPORT CameraStream {
 public:
     virtual ~CameraStream() = default;
     /// For somebody who waited in vain: as much as is known of why.
@@ -66,7 +66,7 @@ public:
 };
 
 /// A camera while it is plugged in. Used with its loop locked.
-class CameraSource {
+class VELMORA_EXPORT CameraSource {
 public:
     virtual ~CameraSource() = default;
     virtual CaptureDeviceDescription description() const = 0;

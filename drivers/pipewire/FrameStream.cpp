@@ -6,12 +6,10 @@
 #include "drivers/pipewire/Pods.h"
 
 #include <fcntl.h>
-#include <linux/dma-buf.h>
 #include <spa/buffer/meta.h>
 #include <spa/param/buffers.h>
 #include <spa/param/param.h>
 #include <spa/param/video/raw.h>
-#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -128,11 +126,8 @@ struct FrameStream::Memory {
     void reading(bool begins) const
     {
         for (const Piece& piece : pieces)
-            if (piece.dmaBuf >= 0) {
-                dma_buf_sync sync { static_cast<__u64>(
-                    DMA_BUF_SYNC_READ | (begins ? DMA_BUF_SYNC_START : DMA_BUF_SYNC_END)) };
-                ioctl(piece.dmaBuf, DMA_BUF_IOCTL_SYNC, &sync);
-            }
+            if (piece.dmaBuf >= 0)
+                cameras::tellReading(piece.dmaBuf, begins);
     }
 };
 
@@ -301,7 +296,8 @@ void FrameStream::process()
     const auto* header = static_cast<const spa_meta_header*>(
         spa_buffer_find_meta_data(newest->buffer, SPA_META_Header, sizeof(spa_meta_header)));
     const bool broken = header && (header->flags & SPA_META_HEADER_FLAG_CORRUPTED) != 0;
-    if (broken || found == memories_.end() || !format_ || !lay(frame.picture, *newest, *found->second)) {
+    if (broken || found == memories_.end() || !format_
+        || !cameras::lay(frame.picture, *format_, piecesOf(*newest, *found->second))) {
         const bool hadContent = newest->buffer->n_datas > 0 && newest->buffer->datas[0].chunk->size > 0;
         pw_stream_queue_buffer(stream_, newest);
         if (hadContent && ++unreadable_ == mostUnreadable && events_.stale)
@@ -335,51 +331,21 @@ void FrameStream::process()
     pw_stream_queue_buffer(stream_, newest);
 }
 
-/// False for an empty buffer, or one that is smaller than its format.
-bool FrameStream::lay(CameraPicture& picture, const pw_buffer& buffer, const Memory& memory) const
+std::vector<cameras::FramePiece> FrameStream::piecesOf(const pw_buffer& buffer, const Memory& memory)
 {
-    picture.layout = format_->layout;
-    picture.width = format_->size.width;
-    picture.height = format_->size.height;
-    picture.bits = format_->bits;
-    picture.videoRange = format_->videoRange;
+    std::vector<cameras::FramePiece> pieces;
     const spa_buffer& spa = *buffer.buffer;
-    if (spa.n_datas == 0 || !memory.pieces[0].data || (spa.datas[0].chunk->flags & SPA_CHUNK_FLAG_CORRUPTED) != 0)
-        return false;
-    const auto room = [&](std::uint32_t piece) -> std::size_t {
-        const spa_data& data = spa.datas[piece];
-        const std::uint32_t offset = std::min(data.chunk->offset, data.maxsize);
-        return std::min(data.chunk->size, data.maxsize - offset);
-    };
-    const auto begin = [&](std::uint32_t piece) {
-        return memory.pieces[piece].data + std::min(spa.datas[piece].chunk->offset, spa.datas[piece].maxsize);
-    };
-    if (picture.layout == CameraLayout::JPEG) {
-        picture.planes[0].data = begin(0);
-        picture.size = room(0);
-        return picture.size > 0;
+    if (spa.n_datas == 0 || (spa.datas[0].chunk->flags & SPA_CHUNK_FLAG_CORRUPTED) != 0)
+        return pieces;
+    for (std::uint32_t i = 0; i < spa.n_datas; ++i) {
+        const spa_data& data = spa.datas[i];
+        const std::uint32_t begin = std::min(data.chunk->offset, data.maxsize);
+        const std::size_t stride = data.chunk->stride > 0 ? static_cast<std::size_t>(data.chunk->stride) : 0;
+        const std::uint8_t* const mapped = memory.pieces[i].data;
+        pieces.push_back(
+            { mapped ? mapped + begin : nullptr, std::min(data.chunk->size, data.maxsize - begin), stride });
     }
-    const auto shapes = planeShapes(picture.layout, picture.width, picture.height, picture.bits);
-    const bool inPieces = spa.n_datas >= shapes.size() && shapes.size() > 1;
-    std::size_t used = 0, firstStride = 0;
-    for (std::uint32_t i = 0; i < shapes.size(); ++i) {
-        const std::uint32_t piece = inPieces ? i : 0;
-        if (!memory.pieces[piece].data)
-            return false;
-        const std::int32_t told = spa.datas[piece].chunk->stride;
-        const std::size_t own = told > 0 ? static_cast<std::size_t>(told) : shapes[i].rowBytes;
-        const std::size_t stride = i == 0 || inPieces ? own : planeStride(picture.layout, i, firstStride);
-        if (i == 0)
-            firstStride = stride;
-        if (inPieces)
-            used = 0;
-        const auto rows = static_cast<std::size_t>(shapes[i].rows);
-        if (stride < shapes[i].rowBytes || used + (rows - 1) * stride + shapes[i].rowBytes > room(piece))
-            return false;
-        picture.planes[i] = { begin(piece) + used, stride };
-        used += rows * stride;
-    }
-    return true;
+    return pieces;
 }
 
 }

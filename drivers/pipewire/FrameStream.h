@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "drivers/CameraFrame.h"
 #include "drivers/pipewire/Daemon.h"
 
 #include <cstdint>
@@ -9,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace velmora::drivers::pipewire {
 
@@ -35,7 +37,7 @@ private:
     void chooseBuffers(const spa_pod* format);
     void addBuffer(pw_buffer* buffer);
     void process();
-    bool lay(CameraPicture& picture, const pw_buffer& buffer, const Memory& memory) const;
+    static std::vector<cameras::FramePiece> piecesOf(const pw_buffer& buffer, const Memory& memory);
     void takeBack();
 
     Daemon& daemon_;

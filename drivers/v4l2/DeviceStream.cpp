@@ -4,9 +4,7 @@
 #include "drivers/v4l2/Formats.h"
 
 #include <fcntl.h>
-#include <linux/dma-buf.h>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -98,11 +96,8 @@ struct DeviceStream::Memory {
     void reading(bool begins) const
     {
         for (const Piece& piece : pieces)
-            if (piece.dmaBuf >= 0) {
-                dma_buf_sync sync { static_cast<__u64>(
-                    DMA_BUF_SYNC_READ | (begins ? DMA_BUF_SYNC_START : DMA_BUF_SYNC_END)) };
-                ioctl(piece.dmaBuf, DMA_BUF_IOCTL_SYNC, &sync);
-            }
+            if (piece.dmaBuf >= 0)
+                cameras::tellReading(piece.dmaBuf, begins);
     }
 };
 
@@ -334,7 +329,8 @@ void DeviceStream::frame(bool failed)
     const auto memory = buffers_->memory(buffer.index);
     StreamFrame frame;
     memory->reading(true);
-    if ((buffer.flags & V4L2_BUF_FLAG_ERROR) != 0 || !lay(frame.picture, buffer, buffer.planesOfIt.data())) {
+    if ((buffer.flags & V4L2_BUF_FLAG_ERROR) != 0
+        || !cameras::lay(frame.picture, format_, piecesOf(buffer, buffer.planesOfIt.data()))) {
         memory->reading(false);
         buffers_->giveBack(buffer.index);
         if (++spoilt_ == mostSpoilt && events_.stream.broke)
@@ -356,48 +352,18 @@ void DeviceStream::frame(bool failed)
     buffers_->giveBack(buffer.index);
 }
 
-/// False for an empty buffer, or one that is smaller than its format.
-bool DeviceStream::lay(CameraPicture& picture, const v4l2_buffer& buffer, const v4l2_plane* planes) const
+std::vector<cameras::FramePiece> DeviceStream::piecesOf(const v4l2_buffer& buffer, const v4l2_plane* planes) const
 {
-    picture.layout = format_.layout;
-    picture.width = format_.size.width;
-    picture.height = format_.size.height;
-    picture.bits = format_.bits;
-    picture.videoRange = format_.videoRange;
-    const auto& pieces = buffers_->memory(buffer.index)->pieces;
+    std::vector<cameras::FramePiece> pieces;
+    const auto& mapped = buffers_->memory(buffer.index)->pieces;
     const bool apart = V4L2_TYPE_IS_MULTIPLANAR(type_);
-    const auto begin = [&](std::size_t piece) {
-        const std::size_t offset = apart ? std::min<std::size_t>(planes[piece].data_offset, pieces[piece].length) : 0;
-        return static_cast<const std::uint8_t*>(pieces[piece].base) + offset;
-    };
-    const auto room = [&](std::size_t piece) -> std::size_t {
-        const std::size_t offset = apart ? planes[piece].data_offset : 0;
-        const std::size_t used = apart ? planes[piece].bytesused : buffer.bytesused;
-        const std::size_t end = std::min(used, pieces[piece].length);
-        return end > offset ? end - offset : 0;
-    };
-    if (picture.layout == CameraLayout::JPEG) {
-        picture.planes[0].data = begin(0);
-        picture.size = room(0);
-        return picture.size > 0;
+    for (std::size_t i = 0; i < mapped.size(); ++i) {
+        const std::size_t end = std::min<std::size_t>(apart ? planes[i].bytesused : buffer.bytesused, mapped[i].length);
+        const std::size_t begin = std::min<std::size_t>(apart ? planes[i].data_offset : 0, end);
+        pieces.push_back({ static_cast<const std::uint8_t*>(mapped[i].base) + begin, end - begin,
+            i < strides_.size() ? strides_[i] : 0 });
     }
-    const auto shapes = planeShapes(picture.layout, picture.width, picture.height, picture.bits);
-    const bool inPieces = pieces.size() >= shapes.size() && shapes.size() > 1;
-    std::size_t used = 0;
-    for (std::size_t i = 0; i < shapes.size(); ++i) {
-        const std::size_t piece = inPieces ? i : 0;
-        const std::size_t told = piece < strides_.size() ? strides_[piece] : 0;
-        const std::size_t own = told > 0 ? told : shapes[i].rowBytes;
-        const std::size_t stride = i == 0 || inPieces ? own : planeStride(picture.layout, i, picture.planes[0].stride);
-        if (inPieces)
-            used = 0;
-        const auto rows = static_cast<std::size_t>(shapes[i].rows);
-        if (stride < shapes[i].rowBytes || used + (rows - 1) * stride + shapes[i].rowBytes > room(piece))
-            return false;
-        picture.planes[i] = { begin(piece) + used, stride };
-        used += rows * stride;
-    }
-    return true;
+    return pieces;
 }
 
 }

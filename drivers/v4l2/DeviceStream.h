@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "drivers/CameraFrame.h"
 #include "drivers/CameraSource.h"
 #include "drivers/v4l2/Descriptor.h"
 #include "drivers/v4l2/Loop.h"
@@ -36,7 +37,7 @@ private:
     void setRate(cameras::Rate rate);
     void happened(short what);
     void frame(bool failed);
-    bool lay(CameraPicture& picture, const v4l2_buffer& buffer, const v4l2_plane* planes) const;
+    std::vector<cameras::FramePiece> piecesOf(const v4l2_buffer& buffer, const v4l2_plane* planes) const;
 
     const std::shared_ptr<Descriptor> device_;
     const v4l2_buf_type type_;
