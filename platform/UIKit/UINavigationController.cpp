@@ -189,7 +189,7 @@ void UINavigationController::settleShown()
 {
     const auto shown = shown_->view();
     const CGRect place = content_->bounds();
-    if (shown->frame() == place || isPreparing_)
+    if (shown->frame() == place)
         return;
     const auto coordinator = transitionCoordinator();
     const bool moves = shown->layer()->presentationLayer()->position() != shown->center();
@@ -281,7 +281,6 @@ void UINavigationController::move(const std::shared_ptr<UIViewController>& from,
         arrived(movingFrom_.lock(), true);
     shown_ = top;
     movingFrom_ = from;
-    isPreparing_ = true;
     if (animated) {
         moving_ = make<UIViewControllerTransitionCoordinator>(duration, from, top, content_, slide);
         setTransitionCoordinator(moving_);
@@ -300,7 +299,6 @@ void UINavigationController::move(const std::shared_ptr<UIViewController>& from,
         layOut();
         topView->layoutIfNeeded();
     }
-    isPreparing_ = false;
     if (animated)
         slideIn(top->view(), from, forwards);
     else

@@ -79,7 +79,6 @@ private:
     std::shared_ptr<UIView> content_;
     std::shared_ptr<UINavigationBar> bar_;
     bool barHidden_ = false, announces_ = false;
-    bool isPreparing_ = false; // the place from which the next one slides in
     std::weak_ptr<UINavigationControllerDelegate> delegate_;
     std::shared_ptr<UIViewControllerTransitionCoordinator> moving_;
     std::weak_ptr<UIViewController> movingFrom_;

@@ -671,6 +671,11 @@ TEST_F(Navigation, ItsSafeAreaSettlesAlsoWhereItIsTurned)
         EXPECT_GE(scrollView->safeAreaInsets().top, 44) << angle;
         EXPECT_NEAR(scrollView->contentOffset().y, -scrollView->safeAreaInsets().top, 1e-6) << angle;
     }
+    scrollView->setTransform(CGAffineTransformMakeRotation(0.3));
+    for (double inset = 0.1; inset < 30; inset += 0.7) {
+        window->setScreenInsets(UIEdgeInsetsMake(inset, 0, 0, 0));
+        EXPECT_NEAR(scrollView->contentOffset().y, -scrollView->safeAreaInsets().top, 1e-6) << inset;
+    }
 }
 
 TEST_F(Navigation, TheBackButtonGoesBack)
