@@ -18,6 +18,9 @@
 
 #include "tests/support/PhoneTest.h"
 
+#include <algorithm>
+#include <array>
+
 using namespace velmora;
 using drivers::phone::PhoneDescription;
 using testing::ElementsAre;
@@ -72,6 +75,12 @@ protected:
             PHAssetCollectionTypeAlbum, PHAssetCollectionSubtypeAny, options)
             ->firstObjectAs<PHAssetCollection>();
     }
+    static std::shared_ptr<PHCollectionList> house()
+    {
+        return PHCollectionList::fetchCollectionListsWithType(
+            PHCollectionListTypeFolder, PHCollectionListSubtypeRegularFolder, nullptr)
+            ->firstObjectAs<PHCollectionList>();
+    }
     static std::string addPhoto(double date)
     {
         std::string identifier;
@@ -93,6 +102,13 @@ protected:
         std::vector<std::string> all;
         for (const auto& object : result->objects())
             all.push_back(object->localIdentifier());
+        return all;
+    }
+    static std::vector<std::string> titles(const std::shared_ptr<PHFetchResult>& result)
+    {
+        std::vector<std::string> all;
+        for (const auto& object : result->objects())
+            all.push_back(std::dynamic_pointer_cast<PHCollection>(object)->localizedTitle());
         return all;
     }
     std::shared_ptr<PHChange> lastChange()
@@ -149,6 +165,68 @@ TEST_F(PhotoLibrary, APredicateFiltersBeforeTheLimit)
     const auto options = newestFirst(1);
     options->setPredicate(NSPredicate::predicateWithFormat("creationDate < %@", make<NSDate>(200)));
     EXPECT_THAT(identifiers(PHAsset::fetchAssetsWithOptions(options)), ElementsAre(early));
+}
+
+TEST_F(PhotoLibrary, APredicateAndALimitLeaveNoMoreThanTheLimit)
+{
+    const auto options = make<PHFetchOptions>();
+    options->setPredicate(NSPredicate::predicateWithFormat("localizedTitle != %@", std::string("Attic")));
+    options->setFetchLimit(1);
+    const auto found = PHAssetCollection::fetchAssetCollectionsWithType(
+        PHAssetCollectionTypeAlbum, PHAssetCollectionSubtypeAny, options);
+    EXPECT_THAT(titles(found), ElementsAre("Roof"));
+}
+
+TEST_F(PhotoLibrary, AlbumsAreSortedBothWaysAndByTheirIdentifiers)
+{
+    const auto sorted = [](const char* key, bool ascending) {
+        const auto options = make<PHFetchOptions>();
+        options->setSortDescriptors({ NSSortDescriptor::sortDescriptorWithKey(key, ascending) });
+        return PHAssetCollection::fetchAssetCollectionsWithType(
+            PHAssetCollectionTypeAlbum, PHAssetCollectionSubtypeAny, options);
+    };
+    EXPECT_THAT(titles(sorted("localizedTitle", false)), ElementsAre("Roof", "Cellar", "Attic"));
+    auto expected = identifiers(sorted("localizedTitle", true));
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(identifiers(sorted("localIdentifier", true)), expected);
+    std::reverse(expected.begin(), expected.end());
+    EXPECT_EQ(identifiers(sorted("localIdentifier", false)), expected);
+}
+
+TEST(AssetOrder, GoesByEveryKeyBothWays)
+{
+    // Each is first in one of the keys, and last or alike in all the others.
+    struct Case {
+        AssetSort::Key key;
+        AssetRecord low, high;
+    };
+    std::vector<Case> cases(7);
+    for (std::size_t i = 0; i < cases.size(); ++i)
+        cases[i].key = static_cast<AssetSort::Key>(i);
+    cases[0].high.creationDate = 1;
+    cases[1].high.modificationDate = 1;
+    cases[2].high.mediaType = PHAssetMediaTypeVideo;
+    cases[3].high.pixelWidth = 1;
+    cases[4].high.pixelHeight = 1;
+    cases[5].high.duration = 1;
+    cases[6].high.localIdentifier = "b";
+    cases[6].low.localIdentifier = "a";
+    for (auto& each : cases) {
+        each.low.order = 2; // added later
+        each.high.order = 1;
+        const std::array up { AssetSort { each.key, true } }, down { AssetSort { each.key, false } };
+        EXPECT_TRUE(isBefore(each.low, each.high, up)) << each.key;
+        EXPECT_FALSE(isBefore(each.high, each.low, up)) << each.key;
+        EXPECT_TRUE(isBefore(each.high, each.low, down)) << each.key;
+        EXPECT_FALSE(isBefore(each.low, each.high, down)) << each.key;
+    }
+}
+
+TEST_F(PhotoLibrary, LimitedAccessFindsWhatThereIs)
+{
+    addPhoto(100);
+    phone.change([](PhoneDescription& description) { description.permissions.photos = 4; });
+    EXPECT_EQ(PHAsset::fetchAssetsWithOptions(nullptr)->count(), 1U);
 }
 
 TEST_F(PhotoLibrary, AnUnknownSortKeyIsAnErrorOfWhoAsks)
@@ -476,6 +554,117 @@ TEST_F(PhotoLibrary, ARenamedAlbumIsChanged)
     EXPECT_EQ(details->changedIndexes(), Indexes { 1 });
     EXPECT_EQ(unbox<std::string>(details->fetchResultAfterChanges()->objectAtIndex(1)->valueForKey("localizedTitle")),
         "Vault");
+}
+
+TEST_F(PhotoLibrary, WhatLeavesAndComesBackInOneChangeStays)
+{
+    library()->registerChangeObserver(watcher);
+    phone.addPhotos("Roof", 2);
+    const auto roof = PHAsset::fetchAssetsInAssetCollection(album("Roof"), newestFirst());
+    const auto newest = roof->firstObjectAs<PHAsset>();
+    change([&] {
+        const auto request = PHAssetCollectionChangeRequest::changeRequestForAssetCollection(album("Roof"));
+        request->removeAssets({ newest });
+        request->addAssets({ newest });
+    });
+    EXPECT_FALSE(lastChange()->changeDetailsForFetchResult(roof));
+}
+
+TEST_F(PhotoLibrary, WhatComesAndLeavesInOneChangeWasNeverThere)
+{
+    library()->registerChangeObserver(watcher);
+    const auto one = photo(addPhoto(100));
+    const auto roof = PHAsset::fetchAssetsInAssetCollection(album("Roof"), newestFirst());
+    change([&] {
+        const auto request = PHAssetCollectionChangeRequest::changeRequestForAssetCollection(album("Roof"));
+        request->addAssets({ one });
+        request->removeAssets({ one });
+    });
+    EXPECT_FALSE(lastChange()->changeDetailsForFetchResult(roof));
+}
+
+TEST_F(PhotoLibrary, WhatHappensInAnotherAlbumDoesNotConcernAResult)
+{
+    library()->registerChangeObserver(watcher);
+    phone.addPhotos("Roof", 1);
+    const auto roof = PHAsset::fetchAssetsInAssetCollection(album("Roof"), newestFirst());
+    const auto one = roof->firstObjectAs<PHAsset>();
+    change(
+        [&] { PHAssetCollectionChangeRequest::changeRequestForAssetCollection(album("Cellar"))->addAssets({ one }); });
+    EXPECT_FALSE(lastChange()->changeDetailsForFetchResult(roof));
+    change([&] {
+        PHAssetCollectionChangeRequest::changeRequestForAssetCollection(album("Cellar"))->removeAssets({ one });
+    });
+    EXPECT_FALSE(lastChange()->changeDetailsForFetchResult(roof));
+    phone.deleteAlbum("Cellar");
+    EXPECT_FALSE(lastChange()->changeDetailsForFetchResult(roof));
+}
+
+TEST_F(PhotoLibrary, ResultsOfOneKindOfPhotosGetOnlyThese)
+{
+    library()->registerChangeObserver(watcher);
+    const auto movies = PHAsset::fetchAssetsWithMediaType(PHAssetMediaTypeVideo, newestFirst());
+    addPhoto(100);
+    EXPECT_FALSE(lastChange()->changeDetailsForFetchResult(movies));
+}
+
+TEST_F(PhotoLibrary, SeveralThatComeAtOnceComeInTheFetchsOrder)
+{
+    library()->registerChangeObserver(watcher);
+    addPhoto(200);
+    const auto before = PHAsset::fetchAssetsWithOptions(newestFirst());
+    phone.addPhotos("", 5); // much younger, one second apart
+    const auto details = lastChange()->changeDetailsForFetchResult(before);
+    EXPECT_EQ(details->insertedIndexes(), (Indexes { 0, 1, 2, 3, 4 }));
+    EXPECT_EQ(
+        identifiers(details->fetchResultAfterChanges()), identifiers(PHAsset::fetchAssetsWithOptions(newestFirst())));
+}
+
+TEST_F(PhotoLibrary, ANewAlbumIsInsertedAmongAllAndInNoFolder)
+{
+    library()->registerChangeObserver(watcher);
+    const auto all = PHAssetCollection::fetchAssetCollectionsWithType(
+        PHAssetCollectionTypeAlbum, PHAssetCollectionSubtypeAny, nullptr);
+    const auto inHouse = PHCollection::fetchCollectionsInCollectionList(house(), nullptr);
+    const auto folders = PHCollectionList::fetchCollectionListsWithType(
+        PHCollectionListTypeFolder, PHCollectionListSubtypeRegularFolder, nullptr);
+    change([] { PHAssetCollectionChangeRequest::creationRequestForAssetCollectionWithTitle("Yard"); });
+    const auto happened = lastChange();
+    EXPECT_EQ(happened->changeDetailsForFetchResult(all)->insertedIndexes(), Indexes { 3 });
+    EXPECT_FALSE(happened->changeDetailsForFetchResult(inHouse));
+    EXPECT_FALSE(happened->changeDetailsForFetchResult(folders));
+}
+
+TEST_F(PhotoLibrary, AnAlbumThatMovesIsRemovedFromOneFolderAndInsertedInTheOther)
+{
+    change([] { PHCollectionListChangeRequest::creationRequestForCollectionListWithTitle("Shed"); });
+    const auto folders = PHCollectionList::fetchCollectionListsWithType(
+        PHCollectionListTypeFolder, PHCollectionListSubtypeRegularFolder, nullptr);
+    const auto shed = folders->lastObjectAs<PHCollectionList>();
+    const auto inHouse = PHCollection::fetchCollectionsInCollectionList(house(), nullptr);
+    const auto inShed = PHCollection::fetchCollectionsInCollectionList(shed, nullptr);
+    clock.advance(0);
+    library()->registerChangeObserver(watcher);
+    change([&] {
+        PHCollectionListChangeRequest::changeRequestForCollectionList(shed)->addChildCollections({ album("Attic") });
+    });
+    const auto happened = lastChange();
+    EXPECT_EQ(happened->changeDetailsForFetchResult(inHouse)->removedIndexes(), Indexes { 0 });
+    EXPECT_EQ(happened->changeDetailsForFetchResult(inShed)->insertedIndexes(), Indexes { 0 });
+    EXPECT_EQ(happened->changeDetailsForFetchResult(folders)->changedIndexes(), (Indexes { 0, 1 }));
+}
+
+TEST_F(PhotoLibrary, AnAlbumWhoseNewTitleDoesNotPassLeavesTheResult)
+{
+    library()->registerChangeObserver(watcher);
+    const auto options = make<PHFetchOptions>();
+    options->setPredicate(NSPredicate::predicateWithFormat("localizedTitle = %@", std::string("Cellar")));
+    const auto cellars = PHAssetCollection::fetchAssetCollectionsWithType(
+        PHAssetCollectionTypeAlbum, PHAssetCollectionSubtypeAny, options);
+    phone.renameAlbum("Cellar", "Vault");
+    EXPECT_EQ(lastChange()->changeDetailsForFetchResult(cellars)->removedIndexes(), Indexes { 0 });
+    change([] { PHAssetCollectionChangeRequest::creationRequestForAssetCollectionWithTitle("Cellar too"); });
+    EXPECT_FALSE(lastChange()->changeDetailsForFetchResult(cellars));
 }
 
 TEST_F(PhotoLibrary, APhoneDescriptionInJSONSaysWhoMaySeeThePhotos)
