@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "drivers/photos/FolderPhotoStore.h"
 
+#include "platform/Foundation/NSSortDescriptor.h"
+#include "platform/Photos/PHAsset.h"
+#include "platform/Photos/PHChange.h"
+#include "platform/Photos/PHFetchOptions.h"
+#include "platform/Photos/PHFetchResult.h"
+
 #include "tests/support/CapturedLog.h"
 
 #include <sys/resource.h>
@@ -208,6 +214,17 @@ TEST_F(PhotoFolder, QueriesSortAndCut)
     EXPECT_THAT(store->assets(query), IsEmpty());
 }
 
+TEST_F(PhotoFolder, AQueryByIdentifiersIsCutToo)
+{
+    AssetQuery query;
+    query.identifiers = { add(), add(), add() };
+    query.limit = 2;
+    const auto found = store->assets(query);
+    ASSERT_EQ(found.size(), 2U);
+    EXPECT_EQ(found[0].localIdentifier, query.identifiers->at(0));
+    EXPECT_EQ(found[1].localIdentifier, query.identifiers->at(1));
+}
+
 TEST_F(PhotoFolder, TheNewestOfAnAlbumFollowsAChangedDate)
 {
     const auto album = addCollection("Roof");
@@ -267,6 +284,62 @@ TEST_F(PhotoFolder, WhoLooksAfterVeryManyChangesIsToldToFetchAgain)
         steps.emplace_back(RenameCollection { album, std::to_string(i) });
     store->commit(steps);
     EXPECT_EQ(store->changesSince(before), std::nullopt);
+}
+
+TEST_F(PhotoFolder, ADeletedPhotoIsToldToHaveLeftItsAlbums)
+{
+    const auto roof = addCollection("Roof");
+    const auto photo = add(tests::newPhoto(), roof);
+    const auto before = store->newestChange();
+    store->commit({ RemoveAsset { photo } });
+    const auto changes = store->changesSince(before);
+    ASSERT_TRUE(changes && changes->size() == 1);
+    EXPECT_THAT(changes->front().events,
+        ElementsAre(LibraryEvent { LibraryEvent::MemberRemoved, photo, roof },
+            LibraryEvent { LibraryEvent::AssetRemoved, photo, {} }));
+}
+
+TEST_F(PhotoFolder, WhatIsInItsFolderAlreadyChangesNothing)
+{
+    const auto house = addCollection("House", true), roof = addCollection("Roof");
+    store->commit({ AddMember { house, roof } });
+    const auto before = store->newestChange();
+    store->commit({ AddMember { house, roof } });
+    EXPECT_EQ(store->newestChange(), before);
+}
+
+TEST_F(PhotoFolder, WhoLooksAfterAThousandChangesIsToldThem)
+{
+    const auto album = addCollection("Roof");
+    const auto before = store->newestChange();
+    std::vector<PhotoStep> steps;
+    for (int i = 0; i < 3000; ++i)
+        steps.emplace_back(RenameCollection { album, std::to_string(i) });
+    store->commit(steps);
+    const auto changes = store->changesSince(before);
+    ASSERT_TRUE(changes);
+    ASSERT_EQ(changes->size(), 1U);
+    EXPECT_EQ(changes->front().events.size(), 3000U);
+}
+
+TEST_F(PhotoFolder, WhereTheStepsAreNotKnownAnyMoreAResultIsComparedWithANewFetch)
+{
+    const auto shared = std::make_shared<Store>(folder.file("library"));
+    PhotoStore::install(shared);
+    const auto options = make<PHFetchOptions>();
+    options->setSortDescriptors({ NSSortDescriptor::sortDescriptorWithKey("creationDate", false) });
+    const auto step = tests::newPhoto();
+    shared->commit({ step });
+    const auto before = PHAsset::fetchAssetsWithOptions(options);
+    shared->commit({ tests::newPhoto("B.jpg"), RemoveAsset { step.localIdentifier } });
+    const auto changes = PHChange::since(*shared, 1000); // a number that never was
+    ASSERT_EQ(changes.size(), 1U);
+    EXPECT_EQ(changes.front()->number(), shared->newestChange());
+    const auto details = changes.front()->changeDetailsForFetchResult(before);
+    EXPECT_FALSE(details->hasIncrementalChanges());
+    EXPECT_THAT(details->insertedIndexes(), ElementsAre(0U));
+    EXPECT_THAT(details->removedIndexes(), ElementsAre(0U));
+    PhotoStore::install(nullptr);
 }
 
 TEST_F(PhotoFolder, APhotoOfAnotherProgramIsTakenUp)
@@ -366,6 +439,18 @@ TEST_F(PhotoFolder, AChosenDateStaysWhateverTheFileSays)
     write("A.jpg", tests::jpegOfSize(200, 100));
     EXPECT_TRUE(waitUntil([&] { return only().pixelWidth == 200; }));
     EXPECT_EQ(only().creationDate, 77);
+}
+
+TEST_F(PhotoFolder, AChosenPlaceStaysWhateverTheFileSays)
+{
+    auto step = tests::newPhoto("A.jpg");
+    step.place = CLLocationCoordinate2D { 12, 34 };
+    add(step);
+    write("A.jpg", tests::jpegOfSize(200, 100));
+    EXPECT_TRUE(waitUntil([&] { return only().pixelWidth == 200; }));
+    ASSERT_TRUE(only().place);
+    EXPECT_EQ(only().place->latitude, 12);
+    EXPECT_EQ(only().place->longitude, 34);
 }
 
 TEST_F(PhotoFolder, ARAWPictureThatComesLaterJoinsItsPhoto)

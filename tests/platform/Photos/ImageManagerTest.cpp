@@ -271,6 +271,58 @@ TEST_F(ImagesOfFiles, TheDesktopsCacheKeepsTheThumbnail)
     EXPECT_EQ(sizeOf(answers.all[0]), (std::array { 134, 100 }));
 }
 
+TEST_F(ImagesOfFiles, TheThumbnailOfASmallPhotoIsAsSmall)
+{
+    request(photo(100, 80), { 600, 600 });
+    clock.advance(0);
+    EXPECT_EQ(sizeOf(answers.all.back()), (std::array { 100, 80 }));
+    EXPECT_THAT(thumbnails(), ElementsAre("thumbnails/normal"));
+}
+
+TEST_F(ImagesOfFiles, APhotoThatWasHeldUprightIsNeverShownLying)
+{
+    request(photo(1600, 1200, 6), { 400, 400 });
+    clock.advance(0);
+    ASSERT_FALSE(answers.all.empty());
+    for (const auto& answer : answers.all)
+        EXPECT_LT(sizeOf(answer)[0], sizeOf(answer)[1]) << answer.degraded();
+}
+
+TEST_F(ImagesOfFiles, NobodyElseLooksIntoTheCache)
+{
+    request(photo(1600, 1200), { 100, 100 });
+    clock.advance(0);
+    for (const char* name : { "cache/thumbnails", "cache/thumbnails/large" }) {
+        struct stat status { };
+        ASSERT_EQ(stat(folder.file(name).c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777U, 0700U) << name;
+    }
+}
+
+TEST_F(ImagesOfFiles, AThumbnailHasNoThumbnail)
+{
+    request(photo(1600, 1200), { 100, 100 });
+    clock.advance(0);
+    AssetRecord record;
+    record.files = { onlyThumbnail() };
+    request(make<PHAsset>(record), { 50, 50 });
+    clock.advance(0);
+    EXPECT_EQ(thumbnails().size(), 1U);
+}
+
+TEST_F(ImagesOfFiles, TheWordsOfAThumbnailHaveTheirChecksums)
+{
+    request(photo(1600, 1200), { 100, 100 });
+    clock.advance(0);
+    const auto bytes = tests::bytesOfFile(onlyThumbnail());
+    const std::string text(bytes.begin(), bytes.end());
+    const auto at = text.find("tEXtSoftware");
+    ASSERT_NE(at, std::string::npos);
+    // Of "tEXtSoftware\0Velmora", as zlib's crc32 has it.
+    EXPECT_EQ(text.substr(at + 4, 16), std::string("Software\0Velmora", 16));
+    EXPECT_EQ(text.substr(at + 20, 4), "\x5c\x8b\x88\x4f");
+}
+
 TEST_F(ImagesOfFiles, OtherProgramsFindTheThumbnailByItsNameAndItsWords)
 {
     const auto asset = photo(1600, 1200);

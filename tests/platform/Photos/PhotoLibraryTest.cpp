@@ -667,6 +667,37 @@ TEST_F(PhotoLibrary, AnAlbumWhoseNewTitleDoesNotPassLeavesTheResult)
     EXPECT_FALSE(lastChange()->changeDetailsForFetchResult(cellars));
 }
 
+TEST_F(PhotoLibrary, PhotosThatDoNotPassThePredicateDoNotComeIn)
+{
+    library()->registerChangeObserver(watcher);
+    const auto options = newestFirst();
+    options->setPredicate(NSPredicate::predicateWithFormat("localIdentifier = %@", std::string("another")));
+    const auto others = PHAsset::fetchAssetsWithOptions(options);
+    addPhoto(100);
+    EXPECT_FALSE(lastChange()->changeDetailsForFetchResult(others));
+}
+
+TEST_F(PhotoLibrary, AChangeIsToldAsItWasAlsoWhenMoreHasHappenedSince)
+{
+    library()->registerChangeObserver(watcher);
+    const auto inHouse = PHCollection::fetchCollectionsInCollectionList(house(), nullptr);
+    const auto move = [&](bool in) {
+        change([&] {
+            const auto request = PHCollectionListChangeRequest::changeRequestForCollectionList(house());
+            in ? request->addChildCollections({ album("Roof") }) : request->removeChildCollections({ album("Roof") });
+        });
+    };
+    move(true);
+    move(false);
+    (void)lastChange();
+    ASSERT_EQ(watcher->changes.size(), 2U);
+    const auto first = watcher->changes[0]->changeDetailsForFetchResult(inHouse);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->insertedIndexes(), Indexes { 0 }); // before Attic, which was made later
+    EXPECT_EQ(watcher->changes[1]->changeDetailsForFetchResult(first->fetchResultAfterChanges())->removedIndexes(),
+        Indexes { 0 });
+}
+
 TEST_F(PhotoLibrary, APhoneDescriptionInJSONSaysWhoMaySeeThePhotos)
 {
     const auto description = drivers::phone::fromJSONText(
