@@ -453,6 +453,15 @@ TEST_F(PhotoFolder, AChosenPlaceStaysWhateverTheFileSays)
     EXPECT_EQ(only().place->longitude, 34);
 }
 
+TEST_F(PhotoFolder, AMovieThatComesLaterBelongsToItsPhoto)
+{
+    const auto identifier = add(tests::newPhoto("A.jpg"));
+    write("A.mov", { 0, 0, 0, 8, 'f', 't', 'y', 'p' });
+    EXPECT_TRUE(waitUntil([&] { return only().files.size() == 2; }));
+    EXPECT_EQ(only().localIdentifier, identifier);
+    EXPECT_THAT(only().files, ElementsAre(file("A.jpg"), file("A.mov")));
+}
+
 TEST_F(PhotoFolder, ARAWPictureThatComesLaterJoinsItsPhoto)
 {
     const auto identifier = add(tests::newPhoto("A.dng"));
