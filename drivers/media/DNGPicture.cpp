@@ -121,9 +121,11 @@ bool readSamples(const TIFFReading& file, Sensor& sensor)
         || !readValues(file, TIFFTAG_CFAPATTERN, pattern))
         return false;
     std::copy_n(pattern, 4, sensor.pattern.begin());
-    for (const std::uint8_t colour : { 0, 1, 2 })
-        if (std::find(sensor.pattern.begin(), sensor.pattern.end(), colour) == sensor.pattern.end())
-            return false;
+    auto colours = sensor.pattern;
+    std::sort(colours.begin(), colours.end());
+    const auto different = std::unique(colours.begin(), colours.end());
+    if (different - colours.begin() != 3 || colours[0] != 0 || colours[2] != 2)
+        return false;
     std::uint32_t white[1];
     if (readValues(file, TIFFTAG_WHITELEVEL, white))
         sensor.white = white[0];
@@ -132,7 +134,8 @@ bool readSamples(const TIFFReading& file, Sensor& sensor)
         std::copy_n(black, 4, sensor.black.begin());
     else if (readValues(file, TIFFTAG_BLACKLEVEL, one))
         sensor.black.fill(static_cast<double>(one[0]));
-    return sensor.white > sensor.black[0];
+    return std::all_of(sensor.black.begin(), sensor.black.end(),
+        [&](double level) { return std::isfinite(level) && sensor.white > level; });
 }
 
 /// Sixteen bits for each sample; nothing where the library cannot unpack them.

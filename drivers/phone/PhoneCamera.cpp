@@ -89,10 +89,11 @@ CaptureDeviceDescription describe(const Camera& camera, const PhoneDescription& 
 
 }
 
-PhoneCamera::PhoneCamera(std::shared_ptr<PhoneWorld> world, std::string id)
+PhoneCamera::PhoneCamera(std::shared_ptr<PhoneWorld> world, std::string id, std::function<void()> unplugged)
     : world_(std::move(world))
     , id_(std::move(id))
     , queue_("org.velmora.phone." + id_)
+    , whenUnplugged_(std::move(unplugged))
 {
     const auto phone = world_->description();
     const Camera* camera = world_->find(*phone, id_);
@@ -603,8 +604,10 @@ void PhoneCamera::unplugNow()
 {
     {
         const std::lock_guard lock(mutex_);
-        unplugged_ = true;
+        if (std::exchange(unplugged_, true))
+            return;
     }
+    whenUnplugged_();
     constexpr int wasDisconnected = -11808;
     fail(NSError(AVFoundationErrorDomain, wasDisconnected,
         "The camera \"" + id_ + "\" was unplugged; nothing more comes from it."));

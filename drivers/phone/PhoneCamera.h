@@ -22,7 +22,8 @@ namespace velmora::drivers::phone {
 /// there.
 class PhoneCamera final : public CaptureDeviceDriver, public std::enable_shared_from_this<PhoneCamera> {
 public:
-    PhoneCamera(std::shared_ptr<PhoneWorld> world, std::string id);
+    /// `unplugged` is called once, when it was.
+    PhoneCamera(std::shared_ptr<PhoneWorld> world, std::string id, std::function<void()> unplugged);
 
     CaptureDeviceDescription description() const override;
     void setEvents(CaptureDeviceEvents events) override;
@@ -100,6 +101,7 @@ private:
     const std::shared_ptr<PhoneWorld> world_;
     const std::string id_;
     const DispatchQueue queue_;
+    const std::function<void()> whenUnplugged_;
 
     mutable std::mutex mutex_; // what follows; never held while somebody is called
     std::shared_ptr<const CaptureDeviceEvents> events_ = std::make_shared<const CaptureDeviceEvents>();

@@ -21,8 +21,32 @@ std::shared_ptr<PhoneCamera> PhoneCapture::made(const std::string& id)
     const std::lock_guard lock(mutex_);
     auto& camera = cameras_[id];
     if (!camera)
-        camera = std::make_shared<PhoneCamera>(world_, id);
+        camera = std::make_shared<PhoneCamera>(world_, id, [weak = weak_from_this(), id] {
+            if (const auto self = weak.lock())
+                self->tellPresence(id, false);
+        });
     return camera;
+}
+
+void PhoneCapture::setDevicePresence(DevicePresence told)
+{
+    const std::lock_guard lock(mutex_);
+    presence_ = std::move(told);
+}
+
+void PhoneCapture::tellPresence(const std::string& id, bool isThere)
+{
+    DevicePresence told;
+    {
+        const std::lock_guard lock(mutex_);
+        told = presence_;
+    }
+    if (!told)
+        return;
+    if (id == "microphone")
+        told(microphone_, isThere);
+    else
+        told(made(id), isThere);
 }
 
 std::vector<std::shared_ptr<CaptureDeviceDriver>> PhoneCapture::devices()

@@ -16,7 +16,7 @@
 namespace velmora::drivers::phone {
 
 /// The phone's cameras and its microphone as one family, with the refusals that the description asks for.
-class PhoneCapture final : public CaptureDriver {
+class PhoneCapture final : public CaptureDriver, public std::enable_shared_from_this<PhoneCapture> {
 public:
     explicit PhoneCapture(std::shared_ptr<PhoneWorld> world);
     ~PhoneCapture() override;
@@ -42,6 +42,9 @@ public:
     std::vector<std::shared_ptr<PhoneCamera>> inUse();
     std::vector<std::shared_ptr<PhoneCamera>> started();
     PhoneMicrophone& microphone() { return *microphone_; }
+    void setDevicePresence(DevicePresence told) override;
+    /// One of the phone's devices, by its id, is there now, or is not any more.
+    void tellPresence(const std::string& id, bool isThere);
     /// The user has decided.
     void cameraPermissionChanged(int status);
 
@@ -54,6 +57,7 @@ private:
     std::mutex mutex_;
     std::map<std::string, std::shared_ptr<PhoneCamera>> cameras_;
     std::vector<std::function<void(bool)>> questions_;
+    DevicePresence presence_;
 };
 
 }

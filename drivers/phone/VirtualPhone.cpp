@@ -24,6 +24,8 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <set>
+#include <string>
 #include <utility>
 
 namespace velmora::drivers::phone {
@@ -52,6 +54,17 @@ ArchiveDictionary dictionaryOf(const std::map<std::string, std::string>& texts)
     for (const auto& [key, text] : texts)
         dictionary[key] = text;
     return dictionary;
+}
+
+/// The ids of the cameras, and the microphone's.
+std::set<std::string> devicesOf(const PhoneDescription& description)
+{
+    std::set<std::string> all;
+    for (const auto& camera : description.cameras)
+        all.insert(camera.id);
+    if (description.microphone)
+        all.insert("microphone");
+    return all;
 }
 
 /// The part of the description that bundles and defaults keep.
@@ -181,12 +194,15 @@ void VirtualPhone::change(const std::function<void(PhoneDescription&)>& edit)
     Permissions before, after;
     std::shared_ptr<Scene> scene;
     std::map<std::string, std::string> defaultsBefore;
+    std::set<std::string> devicesBefore, devicesAfter;
     parts_->state->change([&](PhoneDescription& description) {
+        devicesBefore = devicesOf(description);
         before = description.permissions;
         const std::string footage = description.footage;
         defaultsBefore = description.defaults;
         edit(description);
         after = description.permissions;
+        devicesAfter = devicesOf(description);
         if (description.footage != footage)
             scene = Scene::open(description.footage);
     });
@@ -203,6 +219,12 @@ void VirtualPhone::change(const std::function<void(PhoneDescription&)>& edit)
         parts_->photos->permissionChanged(after.photos);
     if (before.camera != after.camera)
         parts_->capture->cameraPermissionChanged(after.camera);
+    for (const auto& id : devicesBefore)
+        if (!devicesAfter.contains(id))
+            parts_->capture->tellPresence(id, false);
+    for (const auto& id : devicesAfter)
+        if (!devicesBefore.contains(id))
+            parts_->capture->tellPresence(id, true);
 }
 
 ManualClock& VirtualPhone::clock()

@@ -48,7 +48,11 @@ Capture::Capture(const DaemonWish& wish)
         if (const auto found = cameras_.find(node->identity); found != cameras_.end())
             found->second->valuesChanged();
     };
-    events.lost = [this] { forEach([](auto& device) { device.vanished(daemonGone, false); }); };
+    events.lost = [this] {
+        forEach([](auto& device) { device.vanished(daemonGone, false); });
+        for (const auto& identity : std::set(present_))
+            tell(identity, false);
+    };
     events.restored = [this] { forEach([](auto& device) { device.waitForReturn(); }); };
     events.givenUp = [this] { forEach([](auto& device) { device.givenUp(); }); };
     daemon_->setEvents(std::move(events));
@@ -77,6 +81,7 @@ void Capture::appeared(const std::shared_ptr<Node>& node)
         if (!microphone)
             microphone = std::make_shared<Microphone>(daemon_, node->identity);
         microphone->appeared(node);
+        tell(node->identity, true);
         return;
     }
     if (node->offers.empty())
@@ -87,6 +92,7 @@ void Capture::appeared(const std::shared_ptr<Node>& node)
     if (!camera)
         camera = std::make_shared<cameras::Camera>(daemon_, counters_, family, node->identity);
     camera->appeared(std::make_shared<NodeCamera>(daemon_, node));
+    tell(node->identity, true);
 }
 
 void Capture::vanished(const std::shared_ptr<Node>& node)
@@ -95,6 +101,24 @@ void Capture::vanished(const std::shared_ptr<Node>& node)
         found->second->vanished("was unplugged");
     if (const auto found = microphones_.find(node->identity); found != microphones_.end())
         found->second->vanished("was unplugged");
+    tell(node->identity, false);
+}
+
+void Capture::setDevicePresence(DevicePresence told)
+{
+    const std::lock_guard guard(*daemon_);
+    presence_ = std::move(told);
+}
+
+void Capture::tell(const std::string& identity, bool isThere)
+{
+    const bool isNews = isThere ? present_.insert(identity).second : present_.erase(identity) > 0;
+    if (!isNews || !presence_)
+        return;
+    if (const auto camera = cameras_.find(identity); camera != cameras_.end())
+        presence_(camera->second, isThere);
+    else if (const auto microphone = microphones_.find(identity); microphone != microphones_.end())
+        presence_(microphone->second, isThere);
 }
 
 std::vector<std::shared_ptr<CaptureDeviceDriver>> Capture::devices()

@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -30,8 +31,10 @@ public:
     void requestAccess(const std::string& mediaType, std::function<void(bool)> answer) override;
     PictureCounts pictureCounts() const override;
     bool isConnected() const override;
+    void setDevicePresence(DevicePresence told) override;
 
 private:
+    void tell(const std::string& identity, bool isThere);
     void appeared(const std::shared_ptr<Node>& node);
     void vanished(const std::shared_ptr<Node>& node);
     template <class Call> void forEach(Call call);
@@ -41,6 +44,8 @@ private:
     const DispatchQueue queue_ { "org.velmora.pipewire.permissions" };
 
     // With the daemon locked.
+    DevicePresence presence_;
+    std::set<std::string> present_; // identities, as far as was told
     std::map<std::string, std::shared_ptr<cameras::Camera>> cameras_;
     std::map<std::string, std::shared_ptr<Microphone>> microphones_;
 };

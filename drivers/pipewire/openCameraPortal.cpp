@@ -30,6 +30,7 @@ public:
     void requestAccess(const std::string& mediaType, std::function<void(bool)> answer) override;
     PictureCounts pictureCounts() const override;
     bool isConnected() const override;
+    void setDevicePresence(DevicePresence told) override;
 
 private:
     struct State;
@@ -58,7 +59,9 @@ struct CameraPortal::State {
             through.fileDescriptor = remote.empty() ? -1 : static_cast<int>(remote.front().number(-1));
             if (through.fileDescriptor < 0)
                 return refuse("the portal opened no connection");
-            capture.set(openPipeWire(through));
+            auto opened = openPipeWire(through);
+            opened->setDevicePresence(presence.get());
+            capture.set(std::move(opened));
             status.set(AVAuthorizationStatusAuthorized);
             return true;
         } catch (const NSError& error) {
@@ -76,6 +79,7 @@ struct CameraPortal::State {
     const std::shared_ptr<Bus> bus;
     const DaemonWish wish;
     Guarded<AVAuthorizationStatus> status { AVAuthorizationStatusNotDetermined };
+    Guarded<CaptureDriver::DevicePresence> presence;
     Guarded<std::shared_ptr<DaemonCapture>> capture; // empty until the user has allowed it
 };
 
@@ -115,6 +119,14 @@ PictureCounts CameraPortal::pictureCounts() const
 {
     const auto capture = state_->capture.get();
     return capture ? capture->pictureCounts() : PictureCounts {};
+}
+
+/// What was allowed is there at once: it is listed, and not told.
+void CameraPortal::setDevicePresence(DevicePresence told)
+{
+    state_->presence.set(told);
+    if (const auto capture = state_->capture.get())
+        capture->setDevicePresence(std::move(told));
 }
 
 bool CameraPortal::isConnected() const

@@ -118,6 +118,14 @@ void Capture::take(const std::shared_ptr<Device>& device)
                        },
         [this, identity] { cameras_.at(identity)->valuesChanged(); } });
     camera->appeared(device);
+    if (presence_)
+        presence_(camera, true);
+}
+
+void Capture::setDevicePresence(DevicePresence told)
+{
+    const std::lock_guard guard(*loop_);
+    presence_ = std::move(told);
 }
 
 void Capture::unplugged(const std::string& node)
@@ -128,7 +136,10 @@ void Capture::unplugged(const std::string& node)
     const auto device = found->second;
     present_.erase(found);
     lookUntil_ = cameras::steadySeconds() + wish_.returnWithin;
-    cameras_.at(device->identity())->vanished("was unplugged");
+    const auto& camera = cameras_.at(device->identity());
+    camera->vanished("was unplugged");
+    if (presence_)
+        presence_(camera, false);
 }
 
 std::vector<std::shared_ptr<CaptureDeviceDriver>> Capture::devices()

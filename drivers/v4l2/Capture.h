@@ -31,6 +31,7 @@ public:
     AVAuthorizationStatus authorizationStatus(const std::string& mediaType) override;
     void requestAccess(const std::string& mediaType, std::function<void(bool)> answer) override;
     cameras::PictureCounts pictureCounts() const override;
+    void setDevicePresence(DevicePresence told) override;
 
 private:
     void watchFolder();
@@ -46,6 +47,7 @@ private:
     int inotify_ = -1;
 
     // With the loop locked.
+    DevicePresence presence_;
     Loop::Watch folderWatch_;
     std::unique_ptr<cameras::LoopTimer> rescanTimer_;
     std::map<std::string, std::shared_ptr<Device>> present_; // by node

@@ -17,6 +17,11 @@
 
 namespace velmora {
 
+/// Posted on the main thread, with the device as the object: it was plugged in, or it went. A device in use that comes
+/// back within its driver's patience goes on by itself; see the session's interruptions.
+inline constexpr const char* AVCaptureDeviceWasConnectedNotification = "AVCaptureDeviceWasConnectedNotification";
+inline constexpr const char* AVCaptureDeviceWasDisconnectedNotification = "AVCaptureDeviceWasDisconnectedNotification";
+
 /// "The ISO, the duration, the lens position that is in force": they keep the other quantity of a setting.
 inline constexpr float AVCaptureISOCurrent = -3.402823466e+38F;
 inline constexpr CMTime AVCaptureExposureDurationCurrent = kCMTimeInvalid;

@@ -217,7 +217,13 @@ public:
     /// Notes what the service did with a connection or the session, for those who keep a journal.
     virtual void note(const std::string& /*what*/, const std::string& /*device*/) { }
 
+    /// A device was plugged in, or went.
+    using DevicePresence = std::function<void(const std::shared_ptr<CaptureDeviceDriver>& device, bool isThere)>;
+    /// From now on, on any thread; an empty one ends it. What is there already is not told.
+    virtual void setDevicePresence(DevicePresence /*told*/) { }
+
     static std::shared_ptr<CaptureDriver> installed(); ///< Empty when there is none.
+    /// Its devices' coming and going is posted from then on: see AVCaptureDeviceWasConnectedNotification.
     static void install(std::shared_ptr<CaptureDriver> driver);
 };
 

@@ -58,6 +58,21 @@ TEST_F(KernelReturn, ACameraThatIsPulledOutIsGone)
     EXPECT_THAT(refusal->localizedDescription(), testing::HasSubstr("is not plugged in"));
 }
 
+TEST_F(KernelReturn, CamerasThatGoAndComeAreTold)
+{
+    ASSERT_TRUE(open());
+    const auto told = std::make_shared<Collected<std::string>>();
+    capture->setDevicePresence([told](const std::shared_ptr<CaptureDeviceDriver>& device, bool isThere) {
+        told->add(device->description().uniqueID + (isThere ? " came" : " went"));
+    });
+    pullOut();
+    EXPECT_TRUE(told->waitFor(1, 10));
+    plugIn();
+    EXPECT_TRUE(told->waitFor(2, 20));
+    EXPECT_THAT(told->all(), testing::ElementsAre("platform:vivid-000/0 went", "platform:vivid-000/0 came"));
+    capture->setDevicePresence(nullptr);
+}
+
 TEST_F(KernelReturn, ACameraThatStaysAwayHasFailed)
 {
     wish.returnWithin = 0.5;

@@ -326,6 +326,21 @@ TEST_F(DNG, ASmallPictureStandsForSamplesThatNobodyHereUnpacks)
     EXPECT_EQ(small, 1);
 }
 
+TEST_F(DNG, WhoseSensorHasAColourThatNobodyKnowsShowsItsSmallPicture)
+{
+    Bytes bytes = bytesOfFile(file(flat(0.1, 0.2, 0.1), true));
+    const Bytes pattern { 0x8e, 0x82, 1, 0, 4, 0, 0, 0 }; // four bytes for two by two samples
+    const auto place = std::search(bytes.begin(), bytes.end(), pattern.begin(), pattern.end());
+    ASSERT_NE(place, bytes.end());
+    const auto whole = drivers::media::PictureDecoder().decode(bytes);
+    for (const std::uint8_t colour : { 3, 249 })
+        for (int at = 8; at < 12; ++at) {
+            Bytes changed = bytes;
+            changed[static_cast<std::size_t>(place - bytes.begin() + at)] = colour;
+            EXPECT_NE(drivers::media::PictureDecoder().decode(changed)->width(), whole->width());
+        }
+}
+
 TEST_F(DNG, SurvivesDamageOfEveryKind)
 {
     const Bytes whole = bytesOfFile(file(flat(0.1, 0.2, 0.1), true));

@@ -36,6 +36,26 @@ TEST_F(PipeWireDevices, AreNamedAndPlacedAsTheirNodesTell)
     EXPECT_EQ(front.sensorRotation, 270) << "the kernel counts the other way round";
 }
 
+TEST_F(PipeWireDevices, ThatComeAndGoAreTold)
+{
+    publish("first");
+    ASSERT_TRUE(open("first"));
+    const auto told = std::make_shared<Collected<std::string>>();
+    capture->setDevicePresence([told](const std::shared_ptr<CaptureDeviceDriver>& device, bool isThere) {
+        told->add(device->description().uniqueID + (isThere ? " came" : " went"));
+    });
+    auto second = daemon->camera("second", { "offers=NV12:640x480:30" });
+    ASSERT_TRUE(told->waitFor(1));
+    second.reset();
+    ASSERT_TRUE(told->waitFor(2));
+    EXPECT_EQ(told->all(), (std::vector<std::string> { "second came", "second went" }));
+
+    daemon->kill();
+    ASSERT_TRUE(told->waitFor(3));
+    EXPECT_EQ(told->all()[2], "first went");
+    capture->setDevicePresence(nullptr);
+}
+
 TEST_F(PipeWireDevices, OfAKnownPhoneArePlacedByTheirSensors)
 {
     declareMachine("pine64,pinephone-pro", "handset");

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "platform/Foundation/DispatchQueue.h"
+#include "platform/Foundation/NSNotificationCenter.h"
+
 #include "tests/support/SessionTest.h"
 
 #include <cmath>
@@ -30,6 +33,54 @@ protected:
 
     const std::shared_ptr<AVCaptureDevice> back = device("back");
 };
+
+TEST_F(Device, ThatIsPluggedInOrGoesIsPostedOnTheMainThread)
+{
+    std::vector<std::string> posted;
+    std::vector<std::shared_ptr<const NSObject>> objects;
+    const auto listen = [&](const char* name) {
+        return NSNotificationCenter::defaultCenter().addObserver(
+            name, nullptr, [&posted, &objects](const NSNotification& notification) {
+                posted.push_back(notification.name + (DispatchQueue::main().isCurrent() ? "" : " elsewhere"));
+                objects.push_back(notification.object);
+            });
+    };
+    const auto came = listen(AVCaptureDeviceWasConnectedNotification);
+    const auto went = listen(AVCaptureDeviceWasDisconnectedNotification);
+    phone.change([](PhoneDescription& description) {
+        auto other = description.cameras[0];
+        other.id = "webcam";
+        description.cameras.push_back(other);
+    });
+    EXPECT_TRUE(posted.empty());
+    settle();
+    ASSERT_EQ(posted, std::vector<std::string> { "AVCaptureDeviceWasConnectedNotification" });
+    EXPECT_EQ(objects[0], device("webcam"));
+
+    phone.unplug("back", 0);
+    phone.change([](PhoneDescription& description) { description.microphone = false; });
+    settle();
+    ASSERT_EQ(posted.size(), 3U);
+    EXPECT_EQ(posted[1], "AVCaptureDeviceWasDisconnectedNotification");
+    EXPECT_EQ(objects[1], back);
+    EXPECT_EQ(posted[2], "AVCaptureDeviceWasDisconnectedNotification");
+}
+
+TEST_F(Device, OfADriverThatIsNoLongerInForceIsNotPosted)
+{
+    int posted = 0;
+    const auto token = NSNotificationCenter::defaultCenter().addObserver(
+        AVCaptureDeviceWasDisconnectedNotification, nullptr, [&posted](const NSNotification&) { ++posted; });
+    const auto driver = CaptureDriver::installed();
+    CaptureDriver::install(nullptr);
+    phone.unplug("back", 0);
+    settle();
+    EXPECT_EQ(posted, 0);
+    CaptureDriver::install(driver);
+    phone.unplug("front", 0);
+    settle();
+    EXPECT_EQ(posted, 1);
+}
 
 TEST_F(Device, IsTheSameObjectHoweverItIsFound)
 {

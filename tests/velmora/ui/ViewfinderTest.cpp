@@ -22,6 +22,7 @@ constexpr int notDetermined = 0, restricted = 1, denied = 2;
 /// 300 by 200 points, with its shutter pieces.
 class Viewfinder : public PhoneWindowTest {
 protected:
+    ~Viewfinder() override { clock.advance(1); } // what is noted must still be there when it ends
     void allow(int status)
     {
         phone.change([&](drivers::phone::PhoneDescription& description) { description.permissions.camera = status; });
