@@ -289,6 +289,8 @@ void PhoneCamera::takeEffect(
     bool adjusting = false;
     {
         const std::lock_guard lock(mutex_);
+        if (ended_)
+            return; // the clock may have gone with the phone
         firstFrame = started_ ? std::max(nextFrame_, world_->state().clock().now()) : world_->state().clock().now();
         if (change > changeInForce_) { // a late one does not undo what came after it
             changeInForce_ = change;
@@ -411,8 +413,14 @@ void PhoneCamera::end()
     std::function<void(std::shared_ptr<CMSampleBuffer>)> released; // its destructor may call back
     const std::lock_guard lock(mutex_);
     started_ = false;
+    ended_ = true;
     ++run_;
     released = std::move(deliver_);
+}
+
+void PhoneCamera::waitForItsQueue() const
+{
+    queue_.sync([] {});
 }
 
 void PhoneCamera::tick(std::uint64_t run)

@@ -56,6 +56,8 @@ public:
     void report(const CaptureReadings& readings);
     /// Nothing more comes.
     void end();
+    /// Returns when what it does at this moment is done.
+    void waitForItsQueue() const;
 
 private:
     /// What the device has set itself to.
@@ -107,7 +109,8 @@ private:
     std::shared_ptr<const CaptureDeviceEvents> events_ = std::make_shared<const CaptureDeviceEvents>();
     mutable CaptureDeviceDescription lastDescription_;
     Condition condition_;
-    bool locked_ = false, opened_ = false, started_ = false, interrupted_ = false, broken_ = false, unplugged_ = false;
+    bool locked_ = false, opened_ = false, started_ = false, interrupted_ = false, broken_ = false, unplugged_ = false,
+         ended_ = false;
     std::uint64_t changes_ = 0, changeInForce_ = 0;
     std::uint64_t run_ = 0; // counts the starts: what an earlier one began ends by itself
     StreamRequest request_;

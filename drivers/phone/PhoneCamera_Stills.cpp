@@ -73,6 +73,8 @@ void PhoneCamera::expose(const std::shared_ptr<Still>& still)
     std::uint64_t sequence = 0;
     {
         const std::lock_guard lock(mutex_);
+        if (ended_)
+            return;
         condition = condition_;
         sequence = sequence_;
     }

@@ -181,6 +181,15 @@ std::vector<std::shared_ptr<PhoneCamera>> PhoneCapture::started()
     return running;
 }
 
+std::vector<std::shared_ptr<PhoneCamera>> PhoneCapture::used()
+{
+    const std::lock_guard lock(mutex_);
+    std::vector<std::shared_ptr<PhoneCamera>> all;
+    for (const auto& [id, camera] : cameras_)
+        all.push_back(camera);
+    return all;
+}
+
 std::vector<std::shared_ptr<PhoneCamera>> PhoneCapture::inUse()
 {
     auto running = started();

@@ -41,6 +41,7 @@ public:
     /// Those that run; when none does, those that were opened.
     std::vector<std::shared_ptr<PhoneCamera>> inUse();
     std::vector<std::shared_ptr<PhoneCamera>> started();
+    std::vector<std::shared_ptr<PhoneCamera>> used(); ///< All that anybody has asked for.
     PhoneMicrophone& microphone() { return *microphone_; }
     void setDevicePresence(DevicePresence told) override;
     /// One of the phone's devices, by its id, is there now, or is not any more.

@@ -134,8 +134,11 @@ struct VirtualPhone::Parts {
     ~Parts()
     {
         SystemVersion::install(std::move(versionBefore));
-        for (const auto& camera : capture->started())
+        for (const auto& camera : capture->used()) {
             camera->end();
+            if (!own) // threads run it, and the clock is somebody else's
+                camera->waitForItsQueue();
+        }
         capture->microphone().end();
     }
     Parts(const Parts&) = delete;
