@@ -413,14 +413,19 @@ void PhoneCamera::end()
     std::function<void(std::shared_ptr<CMSampleBuffer>)> released; // its destructor may call back
     const std::lock_guard lock(mutex_);
     started_ = false;
-    ended_ = true;
     ++run_;
     released = std::move(deliver_);
 }
 
-void PhoneCamera::waitForItsQueue() const
+void PhoneCamera::endWithPhone(bool waits)
 {
-    queue_.sync([] {});
+    end();
+    {
+        const std::lock_guard lock(mutex_);
+        ended_ = true;
+    }
+    if (waits)
+        queue_.sync([] {});
 }
 
 void PhoneCamera::tick(std::uint64_t run)

@@ -56,8 +56,8 @@ public:
     void report(const CaptureReadings& readings);
     /// Nothing more comes.
     void end();
-    /// Returns when what it does at this moment is done.
-    void waitForItsQueue() const;
+    /// The phone goes, and perhaps its clock; waits for what the camera does at this moment, where threads do it.
+    void endWithPhone(bool waits);
 
 private:
     /// What the device has set itself to.

@@ -134,11 +134,9 @@ struct VirtualPhone::Parts {
     ~Parts()
     {
         SystemVersion::install(std::move(versionBefore));
-        for (const auto& camera : capture->used()) {
-            camera->end();
-            if (!own) // threads run it, and the clock is somebody else's
-                camera->waitForItsQueue();
-        }
+        const bool threadsRunIt = !own;
+        for (const auto& camera : capture->used())
+            camera->endWithPhone(threadsRunIt);
         capture->microphone().end();
     }
     Parts(const Parts&) = delete;
