@@ -148,9 +148,7 @@ void Camera::grabAfterAFrame(const std::string& why)
     constexpr int mostRounds = 3;
     if (++rounds_ > mostRounds)
         return grabFailed(why);
-    grabbing_ = false;
-    grabWaits_ = true;
-    if (const auto problem = restart())
+    if (const auto problem = restart()) // whose first frame begins it again
         tryAgain(problem->localizedDescription());
 }
 
@@ -367,7 +365,8 @@ void Camera::stopStreaming(const NSError& error)
     stream_.reset();
     newest_.reset();
     format_.reset();
-    grabbing_ = changing_ = between_ = grabWaits_ = false;
+    grabbing_ = changing_ = between_ = false;
+    rounds_ = 0;
     misfitSince_.reset();
     refusedSince_.reset();
     failStills(error);
@@ -506,7 +505,7 @@ void Camera::deliver(const StreamFrame& frame)
     if (deliver_)
         deliver_(make<CMSampleBuffer>(pixels, CMTimeMakeWithSeconds(newestTime_, fineTimescale), sequence_));
     noteEffects(taken, newestTime_);
-    if (std::exchange(grabWaits_, false))
+    if (!grabs_.empty() && !grabbing_) // a round's, or one whose stream was ended for another setting
         soon([this] { beginGrab(); });
 }
 

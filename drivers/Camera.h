@@ -153,7 +153,6 @@ private:
     std::optional<double> misfitSince_, refusedSince_; // seconds on the steady clock
     bool changing_ = false; // the format is asked for once more in a moment
     bool between_ = false; // two streams
-    bool grabWaits_ = false; // for the next frame
     int rounds_ = 0; // that a grab has made
     CMVideoDimensions wantedSize_; // of the stream's frames
     std::deque<StillPointer> waiting_; // for the next frame

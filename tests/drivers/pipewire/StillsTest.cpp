@@ -120,6 +120,19 @@ TEST_F(PipeWireStills, ShowTheSettingsThatWereMadeBefore)
     EXPECT_FLOAT_EQ(stills.all()[0].exposure.ISO, 300);
 }
 
+TEST_F(PipeWireStills, OutliveASettingThatEndsTheirStream)
+{
+    const auto camera = run({ "offers=NV12:640x480:30/15 NV12:1280x960:15" });
+    ASSERT_TRUE(camera);
+    shoot(*camera);
+    CaptureSettings slower;
+    slower.minFrameDuration = slower.maxFrameDuration = CMTimeMake(1, 15);
+    camera->apply(slower, "activeVideoMinFrameDuration", {});
+    ASSERT_TRUE(done.waitFor(1));
+    EXPECT_THAT(events.all(), testing::ElementsAre("shutter", "processed", "done"));
+    EXPECT_EQ(stills.all()[0].pixels->width(), 1280);
+}
+
 TEST_F(PipeWireStills, NeedACameraThatRuns)
 {
     publish("one");
